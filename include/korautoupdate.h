@@ -1,0 +1,69 @@
+/*
+ * KorAutoUpdate: keeps an installation in step with what an update server offers.
+ *
+ * The whole public interface of libkorautoupdate.so. Every function takes
+ * UTF-8 / byte strings (a null pointer counts as an empty string), runs on the
+ * caller's thread, never lets an exception out, and reports nothing beyond its
+ * bool result: what went wrong is shown to the user in the library's boxes.
+ *
+ * The caller's thread should run a Qt event loop (or any loop that serves
+ * Qt's): the library's reminder window, its timers and its boxes live there.
+ * If no QApplication exists when a function is called, the library creates
+ * one on the calling thread. Call all functions from that one thread.
+ *
+ * productKey: the product's directory on the update server, directly under
+ *   the account's start directory, and the name of its reminder settings.
+ * applicationPath: the application's program path, or its directory. A text
+ *   containing ".exe", or naming no existing directory and not ending in "/",
+ *   is a program path: its directory is the install directory and the rest
+ *   the program name. Otherwise it is the install directory itself. An empty
+ *   install directory means the current directory.
+ */
+#ifndef KORAUTOUPDATE_H
+#define KORAUTOUPDATE_H
+
+#include <stdbool.h>
+
+#if defined(KAU_BUILDING_LIBRARY)
+#define KAU_API __attribute__((visibility("default")))
+#else
+#define KAU_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+ * Checks the server for files newer than the installed ones and names them in
+ * a Yes/No box; says so in the same box when the program is up to date. Yes
+ * leads on to the release notes. Blocks for the whole check and the box.
+ * The first call of UpdateInfo or UpdateStartSchedule in a process fixes the
+ * install directory and program name used by the reminder; productKey of
+ * this call selects the server directory checked.
+ * Result: always false.
+ */
+KAU_API bool UpdateInfo(const char* productKey, const char* applicationPath);
+
+/*
+ * Decides from the product's reminder settings whether a check is due and, if
+ * so, starts it on a background thread one second later. Returns at once; the
+ * check's box appears on the caller's thread while the event loop runs.
+ * Result: true; false only if the background check could not be started.
+ */
+KAU_API bool UpdateStartSchedule(const char* productKey, const char* applicationPath);
+
+/*
+ * Runs the update (normally inside the installer KorAutoInstall, after the
+ * application has ended): fetches every new file (every file when allFiles),
+ * keeps the old copies in a restore directory, rewrites the local revision
+ * file, then offers to start the program. Blocks in a modal dialog until the
+ * user closes it. Result: always true.
+ */
+KAU_API bool UpdateFiles(const char* productKey, const char* applicationPath, bool allFiles);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

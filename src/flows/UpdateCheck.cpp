@@ -1,0 +1,125 @@
+#include "UpdateCheck.h"
+
+#include "catalogue/RevisionFile.h"
+#include "catalogue/ReleaseComparison.h"
+#include "catalogue/RevisionList.h"
+#include "platform/Box.h"
+#include "resources/Strings.h"
+#include "server/CFtpFileClient.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace kau {
+namespace {
+
+const std::string kDashes(58, '-');
+constexpr std::size_t kListedFiles = 10;
+constexpr const char* kRemoteRevisions = "RelInfoRemote.rel";
+constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
+constexpr const char* kNoConnection =
+    "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!";
+
+std::string orCurrentDirectory(const std::string& dir)
+{
+    if (!dir.empty())
+        return dir;
+    std::error_code ec;
+    std::string cwd = std::filesystem::current_path(ec).string();
+    return ec ? std::string(".") : cwd;
+}
+
+} // namespace
+
+UpdateCheck::UpdateCheck(CFtpFileClient& client, std::string sweepDirectory,
+                         std::function<void()> onYes)
+    : m_client(client), m_sweepDirectory(std::move(sweepDirectory)), m_onYes(std::move(onYes))
+{
+}
+
+UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string installDir,
+                                      std::string exeName, bool bQuietIfCurrent)
+{
+    exeName.erase(0, exeName.find_first_not_of(" \t\r\n\v\f")); // kept for symmetry; unused
+    SweepStagedFiles(orCurrentDirectory(m_sweepDirectory));
+    installDir = orCurrentDirectory(installDir);
+
+    bool failed = false;
+    bool yes = false;
+    Outcome outcome = Outcome::Silent;
+    try {
+        if (!m_client.Connect("", "", "")) {
+            failed = true;
+        } else {
+            if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {
+                failed = true;
+            } else if (m_client.DownloadFile(kRemoteRevisions, installDir)) {
+                RemoteRevisionList remote;
+                if (ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions)) {
+                    LocalRevisionList local;
+                    ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
+                    const bool newFiles = CompareReleases(local, remote, false);
+                    outcome = newFiles ? Outcome::NewFiles : Outcome::UpToDate;
+                    if (newFiles || !bQuietIfCurrent) {
+                        const std::string text =
+                            composeMessage(newFiles, remote.m_aNames, remote.m_aVersions);
+                        yes = showBox(text, BoxButtons::YesNo, BoxIcon::Question)
+                              == BoxAnswer::Yes;
+                    }
+                }
+            }
+            m_client.Disconnect();
+            // Only now: what a Yes leads to connects again on the same client.
+            if (yes && m_onYes)
+                m_onYes();
+        }
+        if (failed) {
+            showBox(kNoConnection, BoxButtons::Ok, BoxIcon::Question);
+            outcome = Outcome::ServerUnusable;
+        }
+    } catch (...) {
+        showBox("Error in ftp connection", BoxButtons::Ok, BoxIcon::None);
+        outcome = Outcome::Error;
+    }
+    return outcome;
+}
+
+bool UpdateCheck::SweepStagedFiles(const std::string& directory)
+{
+    std::error_code ec;
+    for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
+         it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        if (name.rfind("upd_", 0) != 0)
+            continue;
+        std::error_code removeError;
+        if (!it->is_directory(removeError))
+            std::filesystem::remove(it->path(), removeError);
+    }
+    return true;
+}
+
+std::string UpdateCheck::composeMessage(bool newFiles, const std::vector<std::string>& names,
+                                        const std::vector<std::string>& versions)
+{
+    std::string text = " Message from: <KorAutoUpdate>-Tool  V ";
+    text += strings::kToolVersion;
+    text += "\n" + kDashes + "\n\n";
+    if (newFiles) {
+        text += " There are some newer files on the server:\n\n";
+        const std::size_t listed = std::min({names.size(), versions.size(), kListedFiles});
+        for (std::size_t i = 0; i < listed; ++i)
+            text += "   " + versions[i] + "\t\t->> " + names[i] + " \n";
+        if (names.size() > kListedFiles)
+            text += " ... and more ... \n";
+    } else {
+        text += " Your programm is working with the latest version!\n\n";
+    }
+    text += "\n" + kDashes + "\n\n";
+    text += " Click <yes> to see the KORVANE update notes \n";
+    text += " and to start the installation procedure ...";
+    return text;
+}
+
+} // namespace kau

@@ -1,0 +1,44 @@
+#pragma once
+// The update check: is there anything newer on the server than what is
+// installed? Tells the user in one Yes/No box; transfers nothing but the
+// remote revision file.
+#include <functional>
+#include <vector>
+#include <string>
+
+namespace kau {
+
+class CFtpFileClient;
+
+class UpdateCheck {
+public:
+    enum class Outcome {
+        NewFiles,        // the box named newer files
+        UpToDate,        // nothing newer (box only when not quiet)
+        ServerUnusable,  // no logon, no product directory or no revision file
+        Silent,          // the revision file did not arrive or could not be read
+        Error,           // something unexpected; "Error in ftp connection" was shown
+    };
+
+    // client: the shared FTP client (left disconnected on every way out but
+    // an unexpected error). sweepDirectory: where staged leftovers are removed.
+    // onYes: what a Yes in the box leads to (the release notes).
+    UpdateCheck(CFtpFileClient& client, std::string sweepDirectory, std::function<void()> onYes);
+
+    Outcome run(std::string productKey, std::string installDir, std::string exeName,
+                bool bQuietIfCurrent);
+
+    // Removes every "upd_" file directly in directory; always true.
+    static bool SweepStagedFiles(const std::string& directory);
+
+    // The text of the box for the remote entries that stayed new (none: up to date).
+    static std::string composeMessage(bool newFiles, const std::vector<std::string>& names,
+                                      const std::vector<std::string>& versions);
+
+private:
+    CFtpFileClient& m_client;
+    std::string m_sweepDirectory;
+    std::function<void()> m_onYes;
+};
+
+} // namespace kau

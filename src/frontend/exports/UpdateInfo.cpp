@@ -1,0 +1,12 @@
+#include "korautoupdate.h"
+
+#include "frontend/CReminderSetupDlg.h"
+#include "frontend/ExportFrame.h"
+
+extern "C" KAU_API bool UpdateInfo(const char* productKey, const char* applicationPath)
+{
+    return kau::runExport("UpdateInfo", false, [&] {
+        return kau::EnsureReminderDlg(kau::exportArgument(productKey),
+                                      kau::exportArgument(applicationPath), true);
+    });
+}
