@@ -6,7 +6,23 @@
 #include <QMessageBox>
 #include <QThread>
 
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
 namespace kau {
+namespace {
+
+std::mutex g_mutex;
+std::condition_variable g_answered;
+bool g_cancelled = false;
+
+struct PendingAnswer {
+    bool done = false;
+    BoxAnswer answer = BoxAnswer::Ok;
+};
+
+} // namespace
 
 BoxAnswer QtBox::show(const std::string& text, BoxButtons buttons, BoxIcon icon)
 {
@@ -14,12 +30,33 @@ BoxAnswer QtBox::show(const std::string& text, BoxButtons buttons, BoxIcon icon)
     if (!app)
         return carefulAnswer(buttons);
     if (QThread::currentThread() == app->thread())
-        return showOnGuiThread(text, buttons, icon);
-    BoxAnswer answer = carefulAnswer(buttons);
+        return showHere(text, buttons, icon);
+
+    auto pending = std::make_shared<PendingAnswer>();
+    {
+        std::lock_guard lock(g_mutex);
+        if (g_cancelled)
+            return carefulAnswer(buttons);
+    }
     QMetaObject::invokeMethod(
-        app, [&] { answer = showOnGuiThread(text, buttons, icon); },
-        Qt::BlockingQueuedConnection);
-    return answer;
+        app,
+        [pending, text, buttons, icon] {
+            {
+                std::lock_guard lock(g_mutex);
+                if (g_cancelled)
+                    return;
+            }
+            const BoxAnswer answer = showHere(text, buttons, icon);
+            std::lock_guard lock(g_mutex);
+            pending->answer = answer;
+            pending->done = true;
+            g_answered.notify_all();
+        },
+        Qt::QueuedConnection);
+
+    std::unique_lock lock(g_mutex);
+    g_answered.wait(lock, [&] { return pending->done || g_cancelled; });
+    return pending->done ? pending->answer : carefulAnswer(buttons);
 }
 
 void QtBox::installDefault()
@@ -27,9 +64,23 @@ void QtBox::installDefault()
     static QtBox box;
     if (!installedBox())
         installBox(&box);
+    static bool tied = false;
+    if (!tied && QCoreApplication::instance()) {
+        tied = true;
+        QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit,
+                         &QtBox::cancelAll);
+        QObject::connect(QCoreApplication::instance(), &QObject::destroyed, &QtBox::cancelAll);
+    }
 }
 
-BoxAnswer QtBox::showOnGuiThread(const std::string& text, BoxButtons buttons, BoxIcon icon)
+void QtBox::cancelAll()
+{
+    std::lock_guard lock(g_mutex);
+    g_cancelled = true;
+    g_answered.notify_all();
+}
+
+BoxAnswer QtBox::showHere(const std::string& text, BoxButtons buttons, BoxIcon icon)
 {
     QMessageBox box;
     box.setWindowTitle(QString::fromUtf8(strings::kBoxCaption));
