@@ -1,0 +1,226 @@
+#include "CommandLine.h"
+
+#include <algorithm>
+#include <initializer_list>
+
+namespace kau::cli {
+namespace {
+
+struct Option {
+    const char* name;
+    bool takesValue;
+};
+
+constexpr Option kServerOptions[] = {{"--server", true}, {"--user", true}, {"--password", true}};
+
+std::vector<Option> optionsOf(Command command)
+{
+    std::vector<Option> options{{"--help", false}};
+    switch (command) {
+    case Command::Check:
+        options.insert(options.end(), {{"--product", true}, {"--app", true}, {"--yes", false},
+                                       {"--no", false}});
+        options.insert(options.end(), std::begin(kServerOptions), std::end(kServerOptions));
+        break;
+    case Command::Update:
+        options.insert(options.end(), {{"--product", true}, {"--app", true}, {"--all", false},
+                                       {"--yes", false}, {"--no", false}});
+        options.insert(options.end(), std::begin(kServerOptions), std::end(kServerOptions));
+        break;
+    case Command::Restores:
+        options.insert(options.end(), {{"--app", true}, {"--files", true}});
+        break;
+    case Command::None:
+        break;
+    }
+    return options;
+}
+
+Command commandNamed(const std::string& name)
+{
+    if (name == "check")
+        return Command::Check;
+    if (name == "update")
+        return Command::Update;
+    if (name == "restores")
+        return Command::Restores;
+    return Command::None;
+}
+
+// Stores one option; returns an error text or "".
+std::string apply(CommandLine& line, const std::string& name, const std::string& value)
+{
+    if (name == "--help")
+        line.help = true;
+    else if (name == "--product")
+        line.productKey = value;
+    else if (name == "--app")
+        line.applicationPath = value;
+    else if (name == "--all")
+        line.allFiles = true;
+    else if (name == "--yes" || name == "--no") {
+        const Answer answer = name == "--yes" ? Answer::Yes : Answer::No;
+        if (line.answer != Answer::Ask && line.answer != answer)
+            return "--yes and --no exclude each other";
+        line.answer = answer;
+    } else if (name == "--files")
+        line.restoreStamp = value;
+    else if (name == "--server")
+        line.server = value;
+    else if (name == "--user")
+        line.user = value;
+    else if (name == "--password")
+        line.password = value;
+    return {};
+}
+
+std::string checkRequired(const CommandLine& line)
+{
+    const bool needsProduct = line.command == Command::Check || line.command == Command::Update;
+    if (needsProduct && line.productKey.empty())
+        return "--product KEY is required";
+    if (line.applicationPath.empty())
+        return "--app PATH is required";
+    if (line.server && line.server->empty())
+        return "--server needs a host";
+    if (line.restoreStamp && line.restoreStamp->empty())
+        return "--files needs a restore directory name";
+    return {};
+}
+
+} // namespace
+
+std::string commandName(Command command)
+{
+    switch (command) {
+    case Command::Check: return "check";
+    case Command::Update: return "update";
+    case Command::Restores: return "restores";
+    case Command::None: break;
+    }
+    return {};
+}
+
+ParseResult parseCommandLine(const std::vector<std::string>& args)
+{
+    ParseResult result;
+    CommandLine& line = result.line;
+    if (args.empty()) {
+        result.error = "no command given";
+        return result;
+    }
+    if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+        line.help = true;
+        return result;
+    }
+    line.command = commandNamed(args[0]);
+    if (line.command == Command::None) {
+        result.error = "unknown command '" + args[0] + "'";
+        return result;
+    }
+    const std::vector<Option> options = optionsOf(line.command);
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        std::string name = args[i];
+        std::optional<std::string> value;
+        if (const auto eq = name.find('='); name.rfind("--", 0) == 0 && eq != std::string::npos) {
+            value = name.substr(eq + 1);
+            name.erase(eq);
+        }
+        if (name == "-h")
+            name = "--help";
+        const auto option = std::find_if(options.begin(), options.end(),
+                                         [&](const Option& o) { return name == o.name; });
+        if (option == options.end()) {
+            result.error = (name.rfind("-", 0) == 0 ? "unknown option '" : "unexpected argument '")
+                           + name + "' for " + commandName(line.command);
+            return result;
+        }
+        if (option->takesValue && !value) {
+            if (i + 1 >= args.size()) {
+                result.error = name + " needs a value";
+                return result;
+            }
+            value = args[++i];
+        } else if (!option->takesValue && value) {
+            result.error = name + " takes no value";
+            return result;
+        }
+        if (std::string error = apply(line, name, value.value_or("")); !error.empty()) {
+            result.error = error;
+            return result;
+        }
+    }
+    if (!line.help)
+        result.error = checkRequired(line);
+    return result;
+}
+
+std::string helpText(Command command)
+{
+    const std::string server =
+        "  --server HOST[:PORT]  update server (default: built in, or KORAUTOUPDATE_FTP_SERVER)\n"
+        "  --user NAME           FTP account (or KORAUTOUPDATE_FTP_USER)\n"
+        "  --password TEXT       FTP password (or KORAUTOUPDATE_FTP_PASSWORD)\n";
+    switch (command) {
+    case Command::Check:
+        return "usage: korautoupdate check --product KEY --app PATH [--yes|--no] [server options]\n"
+               "\n"
+               "Asks the update server whether it releases files newer than the installation\n"
+               "of PATH (the program or its directory) and prints the answer. The question\n"
+               "whether to see the update notes is answered by --yes or --no, else on the\n"
+               "terminal, else no. Yes fetches LatestUpdate.html into the install directory\n"
+               "and prints it as text.\n"
+               "\n"
+               "  --product KEY         the product's directory on the server\n"
+               "  --app PATH            the installed program, or its directory\n"
+               "  --yes, --no           answer to the question of the check\n"
+               + server +
+               "\n"
+               "exit status: 0 up to date, 100 newer files on the server,\n"
+               "             1 the server was not usable, 2 bad usage\n";
+    case Command::Update:
+        return "usage: korautoupdate update --product KEY --app PATH [--all] [--yes|--no]\n"
+               "                            [server options]\n"
+               "\n"
+               "Fetches the files that the server releases newer than the installation,\n"
+               "keeps the old copies in a restore directory of the install directory and\n"
+               "records the new versions in RelInfoLocal.rel. The log goes to stdout, a\n"
+               "progress bar to stderr when that is a terminal. Ctrl-C stops the run.\n"
+               "\n"
+               "  --product KEY         the product's directory on the server\n"
+               "  --app PATH            the installed program, or its directory\n"
+               "  --all                 fetch every released file, new or not\n"
+               "  --yes                 start the program at the end (default: --no)\n"
+               + server +
+               "\n"
+               "exit status: 0 every transfer succeeded or nothing was new,\n"
+               "             1 the server was not usable or a file failed,\n"
+               "             2 bad usage, 130 stopped by Ctrl-C\n";
+    case Command::Restores:
+        return "usage: korautoupdate restores --app PATH [--files STAMP]\n"
+               "\n"
+               "Lists the restore directories that update runs left in the install\n"
+               "directory, one a line as STAMP  DATE, or with --files the files of one\n"
+               "of them with the versions they had, one a line as NAME  VERSION.\n"
+               "\n"
+               "  --app PATH            the installed program, or its directory\n"
+               "  --files STAMP         the restore directory to show\n"
+               "\n"
+               "exit status: 0 listed (also an empty archive), 1 no such restore\n"
+               "             directory, 2 bad usage\n";
+    case Command::None:
+        break;
+    }
+    return "usage: korautoupdate <command> [options]\n"
+           "\n"
+           "Keeps an installation in step with what its update server releases.\n"
+           "\n"
+           "commands:\n"
+           "  check      ask the server whether newer files are released\n"
+           "  update     fetch the newer files, keeping the old ones for a restore\n"
+           "  restores   list the restore directories, or the files of one\n"
+           "\n"
+           "'korautoupdate <command> --help' shows the options of a command.\n";
+}
+
+} // namespace kau::cli

@@ -1,0 +1,42 @@
+#pragma once
+// The command line of korautoupdate: a command, its options, and the help
+// texts that describe them.
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kau::cli {
+
+enum class Command { None, Check, Update, Restores };
+
+// How a question of the flows is answered.
+enum class Answer { Ask, Yes, No };
+
+struct CommandLine {
+    Command command = Command::None;
+    bool help = false;            // --help: print the help of the command (or the general one)
+    std::string productKey;       // --product
+    std::string applicationPath;  // --app
+    bool allFiles = false;        // --all
+    Answer answer = Answer::Ask;  // --yes / --no
+    std::optional<std::string> restoreStamp; // --files
+    std::optional<std::string> server;       // --server HOST[:PORT]
+    std::optional<std::string> user;         // --user
+    std::optional<std::string> password;     // --password
+};
+
+struct ParseResult {
+    CommandLine line;
+    std::string error; // empty when the command line is usable
+};
+
+// Reads the arguments behind the program name.
+ParseResult parseCommandLine(const std::vector<std::string>& args);
+
+// The help text of a command; Command::None gives the overview.
+std::string helpText(Command command);
+
+// "check", "update", "restores"; empty for None.
+std::string commandName(Command command);
+
+} // namespace kau::cli

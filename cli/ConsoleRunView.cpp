@@ -1,0 +1,83 @@
+#include "ConsoleRunView.h"
+
+#include <algorithm>
+
+namespace kau::cli {
+namespace {
+constexpr int kBarWidth = 30;
+constexpr std::size_t kStatusWidth = 40;
+} // namespace
+
+ConsoleRunView::ConsoleRunView(std::ostream& out, std::ostream& err, bool bar)
+    : m_out(out), m_err(err), m_bar(bar)
+{
+}
+
+void ConsoleRunView::addLine(const std::string& line)
+{
+    std::lock_guard lock(m_mutex);
+    if (m_held) {
+        clearBar();
+        m_out << *m_held << '\n' << std::flush;
+    }
+    m_held = line;
+    drawBar();
+}
+
+void ConsoleRunView::deleteLastLine()
+{
+    std::lock_guard lock(m_mutex);
+    m_held.reset();
+    drawBar();
+}
+
+void ConsoleRunView::setRange(int lower, int upper)
+{
+    std::lock_guard lock(m_mutex);
+    m_lower = lower;
+    m_upper = upper;
+    drawBar();
+}
+
+void ConsoleRunView::setPosition(int position)
+{
+    std::lock_guard lock(m_mutex);
+    m_position = position;
+    drawBar();
+}
+
+void ConsoleRunView::finish()
+{
+    std::lock_guard lock(m_mutex);
+    clearBar();
+    if (m_held)
+        m_out << *m_held << '\n';
+    m_held.reset();
+    m_out << std::flush;
+}
+
+void ConsoleRunView::clearBar()
+{
+    if (m_barShown)
+        m_err << "\r\033[K" << std::flush;
+    m_barShown = false;
+}
+
+void ConsoleRunView::drawBar()
+{
+    if (!m_bar)
+        return;
+    const int span = std::max(1, m_upper - m_lower);
+    // A position above the range shows as the top of the range.
+    const int done = std::clamp(m_position - m_lower, 0, span);
+    const int filled = done * kBarWidth / span;
+    std::string status = m_held.value_or("");
+    status.erase(0, status.find_first_not_of(' '));
+    if (status.size() > kStatusWidth)
+        status = status.substr(0, kStatusWidth - 3) + "...";
+    m_err << "\r[" << std::string(filled, '#') << std::string(kBarWidth - filled, '.') << "] "
+          << done << "/" << span << "  " << status << "\033[K" << std::flush;
+    m_barShown = true;
+}
+
+} // namespace kau::cli

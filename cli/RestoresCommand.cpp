@@ -1,0 +1,44 @@
+#include "RestoresCommand.h"
+
+#include "ExitCodes.h"
+#include "catalogue/RestoreArchive.h"
+#include "catalogue/RevisionList.h"
+#include "flows/ApplicationPath.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace kau::cli {
+
+int runRestores(const CommandLine& line, std::ostream& out, std::ostream& err)
+{
+    const ApplicationPath app = ApplicationPath::plain(line.applicationPath);
+    std::error_code ec;
+    if (!std::filesystem::is_directory(app.installDir, ec)) {
+        err << "korautoupdate: no install directory " << app.installDir << "\n";
+        return kExitFailed;
+    }
+    RestoreDirectoryList directories;
+    ListRestoreDirectories(directories, app.installDir);
+    if (!line.restoreStamp) {
+        for (std::size_t i = 0; i < directories.m_aDirectories.size(); ++i)
+            out << directories.m_aDirectories[i] << "  " << directories.m_aTexts[i] << "\n";
+        return kExitOk;
+    }
+    // Only a listed restore directory is opened: its revision file may be
+    // created by the listing, which must never happen elsewhere.
+    const auto& names = directories.m_aDirectories;
+    if (std::find(names.begin(), names.end(), *line.restoreStamp) == names.end()) {
+        err << "korautoupdate: no restore directory " << *line.restoreStamp << " in "
+            << app.installDir << "\n";
+        return kExitFailed;
+    }
+    LocalRevisionList files;
+    ListRestoreDirectoryFiles(app.installDir + "/" + *line.restoreStamp, files);
+    for (std::size_t i = 0; i < files.m_aNames.size(); ++i)
+        out << files.m_aNames[i] << "  " << files.m_aVersions[i] << "\n";
+    return kExitOk;
+}
+
+} // namespace kau::cli

@@ -1,0 +1,68 @@
+// korautoupdate: the console front end of the update check, the update run
+// and the restore archive.
+#include "CheckCommand.h"
+#include "CommandLine.h"
+#include "ConsoleBox.h"
+#include "ExitCodes.h"
+#include "RestoresCommand.h"
+#include "UpdateCommand.h"
+
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+// The server options stand in for the environment variables the built-in
+// account reads; set before anything connects.
+void applyServerOptions(const kau::cli::CommandLine& line)
+{
+    if (line.server)
+        ::setenv("KORAUTOUPDATE_FTP_SERVER", line.server->c_str(), 1);
+    if (line.user)
+        ::setenv("KORAUTOUPDATE_FTP_USER", line.user->c_str(), 1);
+    if (line.password)
+        ::setenv("KORAUTOUPDATE_FTP_PASSWORD", line.password->c_str(), 1);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    using namespace kau::cli;
+    const ParseResult parsed = parseCommandLine(std::vector<std::string>(argv + 1, argv + argc));
+    const CommandLine& line = parsed.line;
+    if (!parsed.error.empty()) {
+        std::cerr << "korautoupdate: " << parsed.error << "\n";
+        const std::string name = commandName(line.command);
+        std::cerr << "Try 'korautoupdate " << (name.empty() ? "" : name + " ") << "--help'.\n";
+        return kExitUsage;
+    }
+    if (line.help) {
+        std::cout << helpText(line.command);
+        return kExitOk;
+    }
+    applyServerOptions(line);
+
+    ConsoleBox box(line.answer, std::cout, std::cin, ::isatty(STDIN_FILENO) == 1);
+    kau::installBox(&box);
+    int status = kExitFailed;
+    try {
+        switch (line.command) {
+        case Command::Check: status = runCheck(line, std::cout, std::cerr); break;
+        case Command::Update: status = runUpdate(line, std::cout, std::cerr); break;
+        case Command::Restores: status = runRestores(line, std::cout, std::cerr); break;
+        case Command::None: break;
+        }
+    } catch (const std::exception& e) {
+        std::cerr << "korautoupdate: " << e.what() << "\n";
+        status = kExitFailed;
+    }
+    std::cout.flush();
+    kau::installBox(nullptr);
+    return status;
+}

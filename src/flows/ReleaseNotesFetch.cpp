@@ -1,0 +1,48 @@
+#include "ReleaseNotesFetch.h"
+
+#include "server/CFtpFileClient.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace kau {
+namespace {
+
+bool fetchAndShow(CFtpFileClient& client, const std::string& productKey, std::string installDir,
+                  const std::function<void(const std::string&)>& show)
+{
+    if (!client.ChangeDirectory(productKey) || !client.FindFile(kReleaseNotesPage))
+        return false;
+    if (installDir.empty()) {
+        std::error_code ec;
+        installDir = std::filesystem::current_path(ec).string();
+        if (ec)
+            installDir = ".";
+    }
+    if (!client.DownloadFile(kReleaseNotesPage, installDir))
+        return false;
+    if (show)
+        show(installDir + "/" + kReleaseNotesPage);
+    return true;
+}
+
+} // namespace
+
+bool FetchReleaseNotes(CFtpFileClient& client, const std::string& productKey,
+                       std::string installDir,
+                       const std::function<void(const std::string& pagePath)>& show)
+{
+    if (!client.Connect("", "", ""))
+        return false;
+    bool shown = false;
+    try {
+        shown = fetchAndShow(client, productKey, std::move(installDir), show);
+    } catch (...) {
+        client.Disconnect(); // whatever went wrong, the client is free again
+        throw;
+    }
+    client.Disconnect();
+    return shown;
+}
+
+} // namespace kau
