@@ -1,0 +1,191 @@
+#include "UpdateRun.h"
+
+#include "RunLog.h"
+#include "RunProgress.h"
+#include "catalogue/LocalRevisionUpdate.h"
+#include "catalogue/ReleaseComparison.h"
+#include "catalogue/RestoreArchive.h"
+#include "catalogue/RevisionFile.h"
+#include "catalogue/RevisionList.h"
+#include "catalogue/StagedFiles.h"
+#include "server/CFtpFileClient.h"
+
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+
+namespace kau {
+namespace {
+
+std::string orCurrentDirectory(const std::string& dir)
+{
+    if (!dir.empty())
+        return dir;
+    std::error_code ec;
+    const std::string cwd = std::filesystem::current_path(ec).string();
+    return ec ? std::string(".") : cwd;
+}
+
+UpdateRun::Result stoppedResult()
+{
+    UpdateRun::Result result;
+    result.outcome = UpdateRun::Outcome::Stopped;
+    return result;
+}
+
+} // namespace
+
+UpdateRun::UpdateRun(RunLog& log, RunProgress& progress, std::stop_token stop)
+    : m_log(log), m_progress(progress), m_stop(std::move(stop))
+{
+}
+
+std::string UpdateRun::DateStamp()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y%m%d%H%M", &local);
+    return text;
+}
+
+UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::string& installDirectory,
+                                 bool allFiles)
+{
+    const std::string installDir = orCurrentDirectory(installDirectory);
+    const std::string remoteRevisions = LocalPath(installDir, kRemoteRevisionFile);
+    const std::string localRevisions = LocalPath(installDir, kLocalRevisionFile);
+    Result result;
+
+    if (stopped())
+        return stoppedResult();
+    m_progress.SetRange(0, 100);
+    m_progress.SetPosition(1);
+
+    LocalRevisionList local;
+    RemoteRevisionList remote;
+    CFtpFileClient client;
+    // A stop request aborts whatever the client is waiting for.
+    std::stop_callback abortTransfer(m_stop, [&client] { client.Abort(); });
+
+    m_log.AddLine("... connect to the KORVANE server");
+    if (stopped())
+        return stoppedResult();
+    if (!client.Connect("", "", "")) {
+        if (stopped())
+            return stoppedResult();
+        result.outcome = Outcome::NoConnection;
+        endBlock();
+        return result;
+    }
+
+    try {
+        result.outcome = Outcome::Failed;
+        [&] {
+            m_log.AddLine("... set path (" + productKey + ")");
+            if (stopped())
+                return;
+            if (!client.ChangeDirectory(productKey)) {
+                result.outcome = Outcome::NoProductDirectory;
+                return;
+            }
+            m_log.AddLine("... check remote revision file");
+            if (stopped())
+                return;
+            if (!client.FindFile(kRemoteRevisionFile)) {
+                result.outcome = Outcome::NoRevisionFile;
+                return;
+            }
+            if (stopped())
+                return;
+
+            // This run's restore directory, with the local revision file as it
+            // stands before the run.
+            result.restoreDirectory = BeginRestoreDirectory(installDir, DateStamp());
+
+            result.outcome = Outcome::RevisionFileFailed;
+            if (stopped() || !client.DownloadFile(kRemoteRevisionFile, installDir))
+                return;
+            if (stopped() || !ReadRemoteRevisions(remote, remoteRevisions))
+                return;
+
+            m_log.AddLine("... check local revision file");
+            if (stopped())
+                return;
+            ReadLocalRevisions(local, localRevisions);
+
+            m_log.AddLine("... compare new files");
+            if (stopped())
+                return;
+            if (!CompareReleases(local, remote, allFiles)) {
+                m_log.AddLine(" end! No updates found!");
+                result.outcome = Outcome::NothingNew;
+                return;
+            }
+
+            result.files = remote.m_aNames.size();
+            m_progress.SetRange(0, static_cast<int>(remote.m_aNames.size()) + 1);
+            m_log.AddLine("---- start transfer ----");
+
+            for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
+                const std::string& name = remote.m_aNames[i];
+                const std::string installed = LocalPath(installDir, name);
+                if (stopped())
+                    return;
+                KeepOldCopy(installDir, result.restoreDirectory, name);
+                m_progress.SetPosition(static_cast<int>(i) + 1);
+                m_log.AddLine(" copy -> " + name);
+                m_log.ScrollToEnd();
+                if (stopped())
+                    return;
+                CreateParentDirectory(installed);
+                StageFile(installed);
+                const bool arrived = client.DownloadFile(name, installDir);
+                if (stopped())
+                    return;
+                if (arrived) {
+                    m_log.ReplaceLastLine("  ok!    " + name);
+                    DeleteStagedFile(installed);
+                    remote.m_aTransferred[i] = "1";
+                } else {
+                    m_log.ReplaceLastLine(" fail!    " + name);
+                    ++result.failedFiles;
+                }
+            }
+
+            m_log.AddLine("---- end transfer ----");
+            m_log.ScrollToEnd();
+            m_log.AddLine("... update local revision file");
+            if (stopped())
+                return;
+            result.revisionsWritten = UpdateLocalRevisions(local, remote, localRevisions);
+            m_log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
+                                                  : " fail! no update in local revision file");
+            result.outcome = Outcome::Transferred;
+        }();
+    } catch (...) {
+        // Something below broke off the run; it ends like any other.
+        result.outcome = Outcome::Failed;
+    }
+
+    if (stopped()) {
+        // Left off where it stood: no further line, nothing more on disk.
+        result.outcome = Outcome::Stopped;
+        return result;
+    }
+    client.Disconnect();
+    endBlock();
+    return result;
+}
+
+void UpdateRun::endBlock()
+{
+    m_progress.SetPosition(100);
+    m_log.ScrollToEnd();
+    m_log.AddLine("   ");
+    m_log.AddLine("  End of download procedure!! ");
+    m_log.ScrollToEnd();
+}
+
+} // namespace kau

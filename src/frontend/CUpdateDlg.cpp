@@ -1,0 +1,291 @@
+#include "CUpdateDlg.h"
+
+#include "QuitHost.h"
+#include "flows/UpdateRun.h"
+#include "platform/Box.h"
+#include "platform/ProcessLauncher.h"
+#include "ui_UpdateDlg.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+#include <algorithm>
+
+namespace kau {
+namespace {
+
+constexpr int kStartTimerId = 999;
+constexpr int kEndTimerId = 1000;
+constexpr int kStartDelayMs = 1000;
+constexpr int kEndDelayMs = 100;
+
+QString fromBytes(const std::string& text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+} // namespace
+
+CUpdateDlg::CUpdateDlg(QWidget* parent) : QDialog(parent), m_ui(std::make_unique<Ui::UpdateDlg>())
+{
+    m_ui->setupUi(this);
+    m_listLog = m_ui->listLog;
+    m_progress = m_ui->progress;
+    setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
+                   | Qt::WindowCloseButtonHint);
+    setWindowModality(Qt::ApplicationModal);
+
+    connect(m_ui->okButton, &QPushButton::clicked, this, &CUpdateDlg::accept);
+    connect(m_ui->abortButton, &QPushButton::clicked, this, &CUpdateDlg::reject);
+
+    m_startTimer.setSingleShot(true);
+    m_startTimer.setInterval(kStartDelayMs);
+    connect(&m_startTimer, &QTimer::timeout, this, [this] { OnTimer(kStartTimerId); });
+    m_endTimer.setSingleShot(true);
+    m_endTimer.setInterval(kEndDelayMs);
+    connect(&m_endTimer, &QTimer::timeout, this, [this] { OnTimer(kEndTimerId); });
+}
+
+CUpdateDlg::~CUpdateDlg()
+{
+    FinishWorker();
+}
+
+int CUpdateDlg::DoModal()
+{
+    const int result = exec();
+    FinishWorker();
+    return result;
+}
+
+QListWidget* CUpdateDlg::logList() const { return m_ui->listLog; }
+QProgressBar* CUpdateDlg::progressBar() const { return m_ui->progress; }
+QPushButton* CUpdateDlg::okButton() const { return m_ui->okButton; }
+QPushButton* CUpdateDlg::abortButton() const { return m_ui->abortButton; }
+QLabel* CUpdateDlg::infoText() const { return m_ui->textInfo; }
+bool CUpdateDlg::workerRunning() const { return m_bWorkerRunning; }
+
+void CUpdateDlg::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    if (!m_initialised) {
+        m_initialised = true;
+        OnInitDialog();
+        raise();
+        activateWindow();
+    }
+}
+
+void CUpdateDlg::OnInitDialog()
+{
+    m_strRemoteRevFile = kRemoteRevisionFile;
+    m_strLocalRevFile = kLocalRevisionFile;
+    m_startTimer.start();
+    if (m_bRestoreMode) {
+        m_ui->textInfo->setText(fromBytes("Restore older revision of software\n >> " + m_strSource
+                                          + " !!\n"
+                                            "Please wait while this programm loads the older "
+                                            "software back..."));
+        m_listLog->addItem(QStringLiteral("... Preparing restore from directory!"));
+    } else {
+        m_listLog->addItem(QStringLiteral("... Preparing download from server!"));
+    }
+}
+
+void CUpdateDlg::OnTimer(int id)
+{
+    if (id == kStartTimerId) {
+        m_startTimer.stop();
+        StartWorker();
+        return;
+    }
+    if (id != kEndTimerId)
+        return;
+    m_endTimer.stop();
+    m_progress->setValue(m_progress->minimum());
+    if (m_strExeName.size() < 2)
+        return;
+    if (showBox(EndQuestion(m_strExeName), BoxButtons::YesNo, BoxIcon::Question)
+        != BoxAnswer::Yes)
+        return;
+    LaunchProgram(m_strInstallDir + "/" + m_strExeName);
+    accept();
+    QuitHost();
+}
+
+std::string CUpdateDlg::EndQuestion(const std::string& exeName)
+{
+    return " End of software update!\n" + std::string(58, '-') + "\n"
+           + "\n"
+             " Do you want to start the new released programm ?\n"
+             "\n"
+             " Press <yes> to start "
+           + exeName + "\n";
+}
+
+void CUpdateDlg::StartWorker()
+{
+    m_ui->okButton->setEnabled(false);
+    if (m_hWorker.joinable())
+        return;
+    try {
+        m_bWorkerRunning = true;
+        m_hWorker = std::thread(&CUpdateDlg::UpdateThreadProc, this, m_stop.get_token());
+    } catch (const std::system_error&) {
+        // No worker: the dialog stays as it is; "abort and exit" ends it.
+        m_bWorkerRunning = false;
+    }
+}
+
+void CUpdateDlg::UpdateThreadProc(std::stop_token stop)
+{
+    try {
+        if (m_bRestoreMode) {
+            if (m_restoreBody)
+                m_restoreBody(*this, stop);
+        } else {
+            UpdateRun run(*this, *this, stop);
+            run.run(m_strSource, m_strInstallDir, m_bAllFiles);
+        }
+    } catch (...) {
+        // A run that broke off still ends like any other: the dialog gets its
+        // end block and the host goes on.
+    }
+
+    callOnDialogThread([this] {
+        m_endTimer.start();
+        m_ui->okButton->setEnabled(true);
+        if (!m_bRestoreMode)
+            m_ui->abortButton->setEnabled(false);
+        m_bWorkerRunning = false;
+    });
+
+    {
+        std::lock_guard lock(m_mutex);
+        m_workerDone = true;
+    }
+    m_cv.notify_all();
+    // Wakes the dialog's thread if it is waiting for this worker to end.
+    QMetaObject::invokeMethod(this, &CUpdateDlg::workerEnded, Qt::QueuedConnection);
+}
+
+void CUpdateDlg::accept()
+{
+    if (m_bWorkerRunning)
+        return;
+    m_startTimer.stop();
+    m_endTimer.stop();
+    QDialog::accept();
+}
+
+void CUpdateDlg::reject()
+{
+    m_startTimer.stop();
+    m_endTimer.stop();
+    if (m_bWorkerRunning) {
+        {
+            std::lock_guard lock(m_mutex);
+            m_closing = true;
+        }
+        m_cv.notify_all();
+        m_stop.request_stop(); // aborts a transfer in progress
+    }
+    QDialog::reject();
+}
+
+void CUpdateDlg::FinishWorker()
+{
+    m_startTimer.stop();
+    m_endTimer.stop();
+    {
+        std::lock_guard lock(m_mutex);
+        m_closing = true;
+    }
+    m_cv.notify_all();
+    m_stop.request_stop();
+    if (!m_hWorker.joinable())
+        return;
+    // The worker may still wait for this thread (a box of its own); serve the
+    // events until it has ended, then join.
+    for (;;) {
+        {
+            std::lock_guard lock(m_mutex);
+            if (m_workerDone)
+                break;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    }
+    m_hWorker.join();
+    m_bWorkerRunning = false;
+}
+
+bool CUpdateDlg::callOnDialogThread(std::function<void()> f)
+{
+    if (QThread::currentThread() == thread()) {
+        {
+            std::lock_guard lock(m_mutex);
+            if (m_closing)
+                return false;
+        }
+        f();
+        return true;
+    }
+    auto done = std::make_shared<bool>(false); // guarded by m_mutex
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_closing)
+            return false;
+    }
+    QMetaObject::invokeMethod(
+        this,
+        [this, f = std::move(f), done] {
+            {
+                std::lock_guard lock(m_mutex);
+                if (m_closing)
+                    return;
+            }
+            f();
+            {
+                std::lock_guard lock(m_mutex);
+                *done = true;
+            }
+            m_cv.notify_all();
+        },
+        Qt::QueuedConnection);
+    std::unique_lock lock(m_mutex);
+    m_cv.wait(lock, [&] { return *done || m_closing; });
+    return *done;
+}
+
+void CUpdateDlg::AddLine(const std::string& line)
+{
+    callOnDialogThread([this, text = fromBytes(line)] { m_listLog->addItem(text); });
+}
+
+void CUpdateDlg::ReplaceLastLine(const std::string& line)
+{
+    callOnDialogThread([this, text = fromBytes(line)] {
+        if (m_listLog->count() > 0)
+            delete m_listLog->takeItem(m_listLog->count() - 1);
+        m_listLog->addItem(text);
+    });
+}
+
+void CUpdateDlg::ScrollToEnd()
+{
+    callOnDialogThread([this] { m_listLog->scrollToBottom(); });
+}
+
+void CUpdateDlg::SetRange(int lower, int upper)
+{
+    callOnDialogThread([this, lower, upper] { m_progress->setRange(lower, upper); });
+}
+
+void CUpdateDlg::SetPosition(int position)
+{
+    callOnDialogThread([this, position] {
+        m_progress->setValue(std::clamp(position, m_progress->minimum(), m_progress->maximum()));
+    });
+}
+
+} // namespace kau
