@@ -13,9 +13,21 @@ ConsoleRunView::ConsoleRunView(std::ostream& out, std::ostream& err, bool bar)
 {
 }
 
-void ConsoleRunView::addLine(const std::string& line)
+void ConsoleRunView::AddLine(const std::string& line)
 {
     std::lock_guard lock(m_mutex);
+    addLocked(line);
+}
+
+void ConsoleRunView::ReplaceLastLine(const std::string& line)
+{
+    std::lock_guard lock(m_mutex);
+    m_held.reset();
+    addLocked(line);
+}
+
+void ConsoleRunView::addLocked(const std::string& line)
+{
     if (m_held) {
         clearBar();
         m_out << *m_held << '\n' << std::flush;
@@ -24,14 +36,7 @@ void ConsoleRunView::addLine(const std::string& line)
     drawBar();
 }
 
-void ConsoleRunView::deleteLastLine()
-{
-    std::lock_guard lock(m_mutex);
-    m_held.reset();
-    drawBar();
-}
-
-void ConsoleRunView::setRange(int lower, int upper)
+void ConsoleRunView::SetRange(int lower, int upper)
 {
     std::lock_guard lock(m_mutex);
     m_lower = lower;
@@ -39,7 +44,7 @@ void ConsoleRunView::setRange(int lower, int upper)
     drawBar();
 }
 
-void ConsoleRunView::setPosition(int position)
+void ConsoleRunView::SetPosition(int position)
 {
     std::lock_guard lock(m_mutex);
     m_position = position;

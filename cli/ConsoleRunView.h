@@ -5,6 +5,9 @@
 // The run may take its latest line back (a transfer line is replaced by its
 // outcome), so the newest line is held back until the next one comes; the
 // bar shows it meanwhile.
+#include "flows/RunLog.h"
+#include "flows/RunProgress.h"
+
 #include <mutex>
 #include <optional>
 #include <ostream>
@@ -12,19 +15,21 @@
 
 namespace kau::cli {
 
-class ConsoleRunView {
+class ConsoleRunView : public RunLog, public RunProgress {
 public:
     // bar: whether the progress bar is drawn on err (stderr is a terminal).
     ConsoleRunView(std::ostream& out, std::ostream& err, bool bar);
 
-    void addLine(const std::string& line);
-    void deleteLastLine();
-    void setRange(int lower, int upper);
-    void setPosition(int position);
+    void AddLine(const std::string& line) override;
+    void ReplaceLastLine(const std::string& line) override;
+    void ScrollToEnd() override {}
+    void SetRange(int lower, int upper) override;
+    void SetPosition(int position) override;
     // Prints the line held back and clears the bar.
     void finish();
 
 private:
+    void addLocked(const std::string& line);
     void clearBar();
     void drawBar();
 

@@ -1,14 +1,66 @@
 #include "UpdateCommand.h"
 
+#include "ConsoleRunView.h"
 #include "ExitCodes.h"
+#include "InterruptWatcher.h"
+#include "flows/ApplicationPath.h"
+#include "flows/RunFrame.h"
+#include "flows/UpdateRun.h"
+
+#include <stop_token>
+
+#include <unistd.h>
 
 namespace kau::cli {
+namespace {
 
-int runUpdate(const CommandLine&, std::ostream&, std::ostream& err)
+int exitStatus(const UpdateRun::Result& result)
 {
-    // Wired to the update run once that flow is in the tree.
-    err << "korautoupdate: update is not available in this build\n";
+    switch (result.outcome) {
+    case UpdateRun::Outcome::NothingNew:
+        return kExitOk;
+    case UpdateRun::Outcome::Transferred:
+        return result.failedFiles == 0 && result.revisionsWritten ? kExitOk : kExitFailed;
+    case UpdateRun::Outcome::Stopped:
+        return kExitInterrupted;
+    case UpdateRun::Outcome::NoConnection:
+    case UpdateRun::Outcome::NoProductDirectory:
+    case UpdateRun::Outcome::NoRevisionFile:
+    case UpdateRun::Outcome::RevisionFileFailed:
+    case UpdateRun::Outcome::Failed:
+        break;
+    }
     return kExitFailed;
+}
+
+} // namespace
+
+int runUpdate(const CommandLine& line, std::ostream& out, std::ostream& err)
+{
+    const ApplicationPath app = ApplicationPath::plain(line.applicationPath);
+    ConsoleRunView view(out, err, ::isatty(STDERR_FILENO) == 1);
+    std::stop_source stop;
+    UpdateRun::Result result;
+    bool interrupted = false;
+    {
+        // Ctrl-C asks the run to stop, as "abort and exit" does in the dialog.
+        InterruptWatcher watcher([&stop] { stop.request_stop(); });
+        view.AddLine(kPreparingDownloadLine);
+        UpdateRun run(view, view, stop.get_token());
+        result = run.run(line.productKey, app.installDir, line.allFiles);
+        view.finish();
+        interrupted = watcher.interrupted();
+    }
+    if (interrupted || result.outcome == UpdateRun::Outcome::Stopped) {
+        err << "korautoupdate: update stopped; files not yet fetched are offered again next time\n";
+        return kExitInterrupted;
+    }
+    const int status = exitStatus(result);
+    if (result.failedFiles > 0)
+        err << "korautoupdate: " << result.failedFiles << " of " << result.files
+            << " files did not arrive\n";
+    AskToStartProgram(app.installDir, app.exeName);
+    return status;
 }
 
 } // namespace kau::cli

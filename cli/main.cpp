@@ -48,7 +48,10 @@ int main(int argc, char** argv)
     }
     applyServerOptions(line);
 
-    ConsoleBox box(line.answer, std::cout, std::cin, ::isatty(STDIN_FILENO) == 1);
+    // The update asks only at its end, whether to start the program: no unless --yes.
+    const Answer answer =
+        line.command == Command::Update && line.answer == Answer::Ask ? Answer::No : line.answer;
+    ConsoleBox box(answer, std::cout, std::cin, ::isatty(STDIN_FILENO) == 1);
     kau::installBox(&box);
     int status = kExitFailed;
     try {

@@ -48,14 +48,12 @@ TEST(ConsoleRunView, PrintsTheLogAsItStandsAtTheEnd)
 {
     std::ostringstream out, err;
     ConsoleRunView view(out, err, false);
-    view.addLine("---- start transfer ----");
-    view.addLine(" copy -> a.txt");
+    view.AddLine("---- start transfer ----");
+    view.AddLine(" copy -> a.txt");
     EXPECT_EQ(out.str(), "---- start transfer ----\n"); // the transfer line is held back
-    view.deleteLastLine();
-    view.addLine("  ok!    a.txt");
-    view.addLine(" copy -> b.txt");
-    view.deleteLastLine();
-    view.addLine(" fail!    b.txt");
+    view.ReplaceLastLine("  ok!    a.txt");
+    view.AddLine(" copy -> b.txt");
+    view.ReplaceLastLine(" fail!    b.txt");
     view.finish();
     EXPECT_EQ(out.str(), "---- start transfer ----\n  ok!    a.txt\n fail!    b.txt\n");
     EXPECT_EQ(err.str(), ""); // no bar unless asked for
@@ -65,13 +63,13 @@ TEST(ConsoleRunView, DrawsTheBarWithTheCurrentLineAndClearsItBeforeEachLogLine)
 {
     std::ostringstream out, err;
     ConsoleRunView view(out, err, true);
-    view.setRange(0, 3);
-    view.setPosition(1);
-    view.addLine(" copy -> Plugins\\Filter.dll");
+    view.SetRange(0, 3);
+    view.SetPosition(1);
+    view.AddLine(" copy -> Plugins\\Filter.dll");
     EXPECT_NE(err.str().find("\r[##########....................] 1/3  copy -> Plugins\\Filter.dll"),
               std::string::npos)
         << err.str();
-    view.setPosition(100); // above the range: a full bar
+    view.SetPosition(100); // above the range: a full bar
     EXPECT_NE(err.str().find("[##############################] 3/3"), std::string::npos);
     view.finish();
     EXPECT_EQ(err.str().substr(err.str().size() - 4), "\r\033[K");

@@ -1,0 +1,107 @@
+#!/usr/bin/env bash
+# The update road of KorAutoUpdate on one machine, from the console:
+# installs what is missing, builds korautoupdate, makes a sample product
+# (an installation at release 1, release 2 on a local FTP server), then
+# checks, updates, shows what changed and checks again.
+# It can be run again and again; it leaves no server running.
+set -euo pipefail
+cd "$(dirname "$0")"
+ROOT=$(pwd)
+BUILD=${BUILD_DIR:-build}
+DEMO=$ROOT/.demo
+PRODUCT=Sampler
+USER_NAME=demo
+PASSWORD=demo-pass
+
+step() { printf '\n\033[1m==> %s\033[0m\n' "$*"; }
+show() { printf '$ %s\n' "$*"; }
+
+step "Installing what is missing"
+bash scripts/install-deps.sh
+
+step "Building korautoupdate in $BUILD/"
+cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$BUILD" --target korautoupdate_cli
+KAU=$ROOT/$BUILD/cli/korautoupdate
+
+# A text file with CR LF line ends, from lines given as arguments.
+crlf() { local f=$1; shift; : >"$f"; for l in "$@"; do printf '%s\r\n' "$l" >>"$f"; done; }
+
+step "Making the sample product in $DEMO"
+rm -rf "$DEMO"
+INSTALL=$DEMO/install
+SERVER_ROOT=$DEMO/server
+mkdir -p "$INSTALL/Plugins" "$SERVER_ROOT/$PRODUCT/Plugins"
+# Release 1, installed.
+printf '#!/bin/sh\necho "Sampler release 1"\n' >"$INSTALL/Sampler.exe"
+printf 'Sampler help, release 1\n' >"$INSTALL/sampler.chm"
+printf 'Filter plugin 2.00.07\n' >"$INSTALL/Plugins/Filter.dll"
+chmod +x "$INSTALL/Sampler.exe"
+crlf "$INSTALL/RelInfoLocal.rel" \
+  'Sampler.exe; 3.10.01' 'Plugins\Filter.dll; 2.00.07' 'sampler.chm; 1.03.00'
+# Release 2, on the server.
+S=$SERVER_ROOT/$PRODUCT
+printf '#!/bin/sh\necho "Sampler release 2"\n' >"$S/Sampler.exe"
+printf 'Sampler help, release 2\n' >"$S/sampler.chm"
+printf 'Filter plugin 2.00.07\n' >"$S/Plugins/Filter.dll"
+printf 'Sampler 3.10.02\n\nRead the update notes for what changed.\n' >"$S/Readme.txt"
+crlf "$S/RelInfoRemote.rel" \
+  '; files of the Sampler folder' '' 'Sampler.exe; 3.10.02' 'sampler.chm;1.04.00;help pages' \
+  'Plugins\Filter.dll  ;  2.00.07 ;' 'Readme.txt'
+cat >"$S/LatestUpdate.html" <<'HTML'
+<html><head><title>Sampler release 3.10.02</title></head>
+<body><h1>Sampler 3.10.02</h1>
+<p>What is new in this release:</p>
+<ul><li>Sampler.exe 3.10.02: faster start &amp; smaller memory use</li>
+<li>sampler.chm 1.04.00: help pages for the new filters</li>
+<li>Readme.txt: new</li></ul>
+<p>Plugins\Filter.dll stays at 2.00.07.</p></body></html>
+HTML
+echo "installation (release 1): $INSTALL"
+echo "server files (release 2):  $S"
+
+step "Starting a local FTP server"
+SERVER_PID=
+stop_server() { [ -n "$SERVER_PID" ] && kill "$SERVER_PID" 2>/dev/null && wait "$SERVER_PID" 2>/dev/null; SERVER_PID=; return 0; }
+trap stop_server EXIT
+trap 'exit 130' INT TERM
+PORT_FILE=$DEMO/ftp.port
+/usr/bin/python3 tests/support/ftp_server.py --root "$SERVER_ROOT" --user "$USER_NAME" \
+  --password "$PASSWORD" --port-file "$PORT_FILE" >"$DEMO/ftp.log" 2>&1 &
+SERVER_PID=$!
+for _ in $(seq 1 200); do [ -s "$PORT_FILE" ] && break; kill -0 "$SERVER_PID" 2>/dev/null || break; sleep 0.05; done
+[ -s "$PORT_FILE" ] || { echo "the FTP server did not start:"; cat "$DEMO/ftp.log"; exit 1; }
+PORT=$(cat "$PORT_FILE")
+echo "serving $SERVER_ROOT on 127.0.0.1:$PORT (user $USER_NAME)"
+export KORAUTOUPDATE_FTP_SERVER=127.0.0.1:$PORT KORAUTOUPDATE_FTP_USER=$USER_NAME KORAUTOUPDATE_FTP_PASSWORD=$PASSWORD
+
+run() { # runs korautoupdate, prints its exit status, never stops the demo
+  show "korautoupdate $*"
+  local rc=0
+  "$KAU" "$@" || rc=$?
+  echo "(exit status $rc)"
+}
+
+APP=$INSTALL/Sampler.exe
+step "1. Check: which files are new? (--yes also shows the update notes)"
+run check --product "$PRODUCT" --app "$APP" --yes
+
+step "2. Update: fetch them, keep the old ones"
+run update --product "$PRODUCT" --app "$APP" --no
+
+step "3. The installation after the update"
+(cd "$INSTALL" && find . -type f | sort | sed 's|^\./||' | while read -r f; do
+  printf '  %-40s %s\n' "$f" "$(head -c 40 "$f" | tr '\n\r' '  ')"; done)
+show "cat RelInfoLocal.rel"
+sed 's/\r$//' "$INSTALL/RelInfoLocal.rel" | sed 's/^/  /'
+
+step "4. The restore directory of the run"
+run restores --app "$APP"
+STAMP=$("$KAU" restores --app "$APP" | tail -n 1 | cut -d' ' -f1)
+run restores --app "$APP" --files "$STAMP"
+
+step "5. Check again: up to date"
+run check --product "$PRODUCT" --app "$APP" --no
+
+step "Done"
+echo "The sample installation stays in $INSTALL; the server has been stopped."

@@ -1,0 +1,28 @@
+#include "RunFrame.h"
+
+#include "platform/Box.h"
+#include "platform/ProcessLauncher.h"
+
+namespace kau {
+
+std::string EndQuestion(const std::string& exeName)
+{
+    return " End of software update!\n" + std::string(58, '-') + "\n"
+           + "\n"
+             " Do you want to start the new released programm ?\n"
+             "\n"
+             " Press <yes> to start "
+           + exeName + "\n";
+}
+
+bool AskToStartProgram(const std::string& installDir, const std::string& exeName)
+{
+    if (exeName.size() < 2)
+        return false;
+    if (showBox(EndQuestion(exeName), BoxButtons::YesNo, BoxIcon::Question) != BoxAnswer::Yes)
+        return false;
+    LaunchProgram(installDir + "/" + exeName);
+    return true;
+}
+
+} // namespace kau
