@@ -1,9 +1,8 @@
 #include "CUpdateDlg.h"
 
 #include "QuitHost.h"
+#include "flows/RunFrame.h"
 #include "flows/UpdateRun.h"
-#include "platform/Box.h"
-#include "platform/ProcessLauncher.h"
 #include "ui_UpdateDlg.h"
 
 #include <QCoreApplication>
@@ -86,9 +85,9 @@ void CUpdateDlg::OnInitDialog()
                                           + " !!\n"
                                             "Please wait while this programm loads the older "
                                             "software back..."));
-        m_listLog->addItem(QStringLiteral("... Preparing restore from directory!"));
+        m_listLog->addItem(QString::fromUtf8(kPreparingRestoreLine));
     } else {
-        m_listLog->addItem(QStringLiteral("... Preparing download from server!"));
+        m_listLog->addItem(QString::fromUtf8(kPreparingDownloadLine));
     }
 }
 
@@ -103,24 +102,11 @@ void CUpdateDlg::OnTimer(int id)
         return;
     m_endTimer.stop();
     m_progress->setValue(m_progress->minimum());
-    if (m_strExeName.size() < 2)
+    // A program name of fewer than two characters gives no question.
+    if (!AskToStartProgram(m_strInstallDir, m_strExeName))
         return;
-    if (showBox(EndQuestion(m_strExeName), BoxButtons::YesNo, BoxIcon::Question)
-        != BoxAnswer::Yes)
-        return;
-    LaunchProgram(m_strInstallDir + "/" + m_strExeName);
     accept();
     QuitHost();
-}
-
-std::string CUpdateDlg::EndQuestion(const std::string& exeName)
-{
-    return " End of software update!\n" + std::string(58, '-') + "\n"
-           + "\n"
-             " Do you want to start the new released programm ?\n"
-             "\n"
-             " Press <yes> to start "
-           + exeName + "\n";
 }
 
 void CUpdateDlg::StartWorker()

@@ -76,9 +76,6 @@ public:
     bool startTimerActive() const { return m_startTimer.isActive(); }
     bool endTimerActive() const { return m_endTimer.isActive(); }
 
-    // The text of the question at the end of a run.
-    static std::string EndQuestion(const std::string& exeName);
-
 public slots:
     void accept() override; // OnOK
     void reject() override; // OnCancel

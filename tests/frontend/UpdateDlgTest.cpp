@@ -6,6 +6,7 @@
 
 #include "frontend/CUpdateDlg.h"
 #include "frontend/QuitHost.h"
+#include "flows/RunFrame.h"
 
 #include <QLabel>
 #include <QListWidget>
@@ -163,7 +164,7 @@ TEST_F(UpdateDlgTest, RestoreModeTexts)
 
 TEST_F(UpdateDlgTest, EndQuestionTextAndNoLeavesTheDialogOpen)
 {
-    EXPECT_EQ(CUpdateDlg::EndQuestion("Sampler"),
+    EXPECT_EQ(EndQuestion("Sampler"),
               " End of software update!\n"
               "----------------------------------------------------------\n"
               "\n"
@@ -186,7 +187,7 @@ TEST_F(UpdateDlgTest, EndQuestionTextAndNoLeavesTheDialogOpen)
         dialog.DoModal();
     });
     ASSERT_EQ(box.count(), 1u);
-    EXPECT_EQ(box.shown()[0].text, CUpdateDlg::EndQuestion("Sampler"));
+    EXPECT_EQ(box.shown()[0].text, EndQuestion("Sampler"));
     EXPECT_EQ(box.shown()[0].buttons, BoxButtons::YesNo);
     EXPECT_EQ(box.shown()[0].icon, BoxIcon::Question);
 }
