@@ -13,7 +13,8 @@ PRODUCT=Sampler
 USER_NAME=demo
 PASSWORD=demo-pass
 
-step() { printf '\n\033[1m==> %s\033[0m\n' "$*"; }
+if [ -t 1 ]; then B=$'\033[1m' N=$'\033[0m'; else B= N=; fi
+step() { printf '\n%s==> %s%s\n' "$B" "$*" "$N"; }
 show() { printf '$ %s\n' "$*"; }
 
 step "Installing what is missing"
@@ -66,7 +67,7 @@ stop_server() { [ -n "$SERVER_PID" ] && kill "$SERVER_PID" 2>/dev/null && wait "
 trap stop_server EXIT
 trap 'exit 130' INT TERM
 PORT_FILE=$DEMO/ftp.port
-/usr/bin/python3 tests/support/ftp_server.py --root "$SERVER_ROOT" --user "$USER_NAME" \
+/usr/bin/python3 tests/cli/cli_ftp_server.py --root "$SERVER_ROOT" --user "$USER_NAME" \
   --password "$PASSWORD" --port-file "$PORT_FILE" >"$DEMO/ftp.log" 2>&1 &
 SERVER_PID=$!
 for _ in $(seq 1 200); do [ -s "$PORT_FILE" ] && break; kill -0 "$SERVER_PID" 2>/dev/null || break; sleep 0.05; done
@@ -91,7 +92,9 @@ run update --product "$PRODUCT" --app "$APP" --no
 
 step "3. The installation after the update"
 (cd "$INSTALL" && find . -type f | sort | sed 's|^\./||' | while read -r f; do
-  printf '  %-40s %s\n' "$f" "$(head -c 40 "$f" | tr '\n\r' '  ')"; done)
+  printf '  %-36s %6s bytes\n' "$f" "$(wc -c <"$f")"; done)
+show "sh Sampler.exe"
+sh "$INSTALL/Sampler.exe" | sed 's/^/  /'
 show "cat RelInfoLocal.rel"
 sed 's/\r$//' "$INSTALL/RelInfoLocal.rel" | sed 's/^/  /'
 

@@ -51,6 +51,17 @@ void ConsoleRunView::SetPosition(int position)
     drawBar();
 }
 
+void ConsoleRunView::flushHeld()
+{
+    std::lock_guard lock(m_mutex);
+    if (!m_held)
+        return;
+    clearBar();
+    m_out << *m_held << '\n' << std::flush;
+    m_held.reset();
+    drawBar();
+}
+
 void ConsoleRunView::finish()
 {
     std::lock_guard lock(m_mutex);

@@ -25,6 +25,9 @@ public:
     void ScrollToEnd() override {}
     void SetRange(int lower, int upper) override;
     void SetPosition(int position) override;
+    // Prints the line held back, so that what comes next (a box) stands
+    // below it; the bar stays.
+    void flushHeld();
     // Prints the line held back and clears the bar.
     void finish();
 

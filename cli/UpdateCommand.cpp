@@ -6,6 +6,7 @@
 #include "flows/ApplicationPath.h"
 #include "flows/RunFrame.h"
 #include "flows/UpdateRun.h"
+#include "platform/Box.h"
 
 #include <stop_token>
 
@@ -13,6 +14,35 @@
 
 namespace kau::cli {
 namespace {
+
+// A box shown during the run stands below the log line it belongs to.
+class LogFirstBox : public Box {
+public:
+    LogFirstBox(Box* inner, ConsoleRunView& view) : m_inner(inner), m_view(view) {}
+    BoxAnswer show(const std::string& text, BoxButtons buttons, BoxIcon icon) override
+    {
+        m_view.flushHeld();
+        if (m_inner)
+            return m_inner->show(text, buttons, icon);
+        return carefulAnswer(buttons);
+    }
+
+private:
+    Box* m_inner;
+    ConsoleRunView& m_view;
+};
+
+// Installs a box for a scope and puts the previous one back.
+class BoxInstalled {
+public:
+    explicit BoxInstalled(Box* box) : m_previous(installBox(box)) {}
+    ~BoxInstalled() { installBox(m_previous); }
+    BoxInstalled(const BoxInstalled&) = delete;
+    BoxInstalled& operator=(const BoxInstalled&) = delete;
+
+private:
+    Box* m_previous;
+};
 
 int exitStatus(const UpdateRun::Result& result)
 {
@@ -43,6 +73,8 @@ int runUpdate(const CommandLine& line, std::ostream& out, std::ostream& err)
     UpdateRun::Result result;
     bool interrupted = false;
     {
+        LogFirstBox box(installedBox(), view);
+        const BoxInstalled installed(&box);
         // Ctrl-C asks the run to stop, as "abort and exit" does in the dialog.
         InterruptWatcher watcher([&stop] { stop.request_stop(); });
         view.AddLine(kPreparingDownloadLine);

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -16,7 +17,7 @@ namespace kau::test {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& argv,
                            const std::map<std::string, std::string>& env,
-                           const std::string& workingDirectory)
+                           const std::string& workingDirectory, bool stderrTerminal)
 {
     std::map<std::string, std::string> environment;
     for (char** e = environ; *e; ++e) {
@@ -40,8 +41,16 @@ ChildProcess::ChildProcess(const std::vector<std::string>& argv,
     args.push_back(nullptr);
 
     int outPipe[2], errPipe[2];
-    if (pipe2(outPipe, O_CLOEXEC) != 0 || pipe2(errPipe, O_CLOEXEC) != 0)
+    if (pipe2(outPipe, O_CLOEXEC) != 0)
         throw std::runtime_error("pipe failed");
+    if (stderrTerminal) {
+        if (openpty(&errPipe[0], &errPipe[1], nullptr, nullptr, nullptr) != 0)
+            throw std::runtime_error("openpty failed");
+        fcntl(errPipe[0], F_SETFD, FD_CLOEXEC);
+        fcntl(errPipe[1], F_SETFD, FD_CLOEXEC);
+    } else if (pipe2(errPipe, O_CLOEXEC) != 0) {
+        throw std::runtime_error("pipe failed");
+    }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
@@ -92,7 +101,7 @@ void ChildProcess::collect(int fd, std::string& into)
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            break;
+            break; // end of a pipe, or EIO once a terminal's other side has closed
         std::lock_guard lock(m_mutex);
         into.append(buffer, static_cast<std::size_t>(n));
     }
@@ -164,9 +173,9 @@ std::string ChildProcess::err() const
 
 RunResult runProgram(const std::vector<std::string>& argv,
                      const std::map<std::string, std::string>& env,
-                     const std::string& workingDirectory)
+                     const std::string& workingDirectory, bool stderrTerminal)
 {
-    ChildProcess child(argv, env, workingDirectory);
+    ChildProcess child(argv, env, workingDirectory, stderrTerminal);
     const int status = child.wait();
     return {status, child.out(), child.err()};
 }

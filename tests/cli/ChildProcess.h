@@ -16,10 +16,11 @@ namespace kau::test {
 class ChildProcess {
 public:
     // Starts argv[0] (a path) with argv, the current environment plus env,
-    // in workingDirectory (empty: the current one), stdin from /dev/null.
+    // in workingDirectory (empty: the current one), stdin from /dev/null;
+    // stderr is a pseudo terminal when stderrTerminal is set.
     ChildProcess(const std::vector<std::string>& argv,
                  const std::map<std::string, std::string>& env = {},
-                 const std::string& workingDirectory = {});
+                 const std::string& workingDirectory = {}, bool stderrTerminal = false);
     ~ChildProcess(); // kills a child that is still running
 
     ChildProcess(const ChildProcess&) = delete;
@@ -58,6 +59,6 @@ struct RunResult {
 // Runs a program to its end and gives its status and output.
 RunResult runProgram(const std::vector<std::string>& argv,
                      const std::map<std::string, std::string>& env = {},
-                     const std::string& workingDirectory = {});
+                     const std::string& workingDirectory = {}, bool stderrTerminal = false);
 
 } // namespace kau::test

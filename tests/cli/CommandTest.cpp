@@ -293,3 +293,18 @@ TEST_F(Korautoupdate, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)
     }
     EXPECT_EQ(run({"--help"}).status, 0);
 }
+
+TEST_F(Korautoupdate, UpdateDrawsAProgressBarOnStderrWhenItIsATerminal)
+{
+    const auto env = environment();
+    const RunResult r = runProgram(
+        {KAU_CLI_BINARY, "update", "--product", "Sampler", "--app", product.installDir}, env, {},
+        true);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, kUpdateLog); // the log itself is the same
+    // The bar counts files: 3 new ones in a range of 4, the current line beside it.
+    EXPECT_NE(r.err.find("] 1/4  copy -> Sampler.exe"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("] 3/4  copy -> Readme.txt"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("[##############################] 4/4"), std::string::npos);
+    EXPECT_EQ(r.err.substr(r.err.size() - 4), "\r\033[K"); // cleared at the end
+}

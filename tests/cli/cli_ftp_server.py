@@ -38,8 +38,8 @@ def main():
         class Slow(ThrottledDTPHandler):
             pass
         Slow.write_limit = args.throttle
-        Slow.use_sendfile = False
         Handler.dtp_handler = Slow
+        Handler.use_sendfile = False
 
     server = FTPServer(("127.0.0.1", 0), Handler)
     port = server.socket.getsockname()[1]
