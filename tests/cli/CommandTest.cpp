@@ -147,10 +147,17 @@ TEST_F(Korautoupdate, CheckExits1WhenTheServerIsNotUsable)
               std::string::npos) << r.out;
     EXPECT_NE(r.out.find("No connection to the KORVANE ftp server!"), std::string::npos);
 
+    // The revision file can't be put down: the install directory's parent is missing.
+    r = run({"check", "--product", "Sampler", "--app", dir / "no/such/"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, ""); // the check itself ends without a word here
+    EXPECT_EQ(r.err, "korautoupdate: the remote revision file could not be fetched or read\n");
+
     // No revision file in the product directory.
     fs::remove(product.productDir + "/RelInfoRemote.rel");
     r = run({"check", "--product", "Sampler", "--app", product.program});
     EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!\n\n");
 }
 
 TEST_F(Korautoupdate, ServerOptionsReplaceTheBuiltInAccount)
