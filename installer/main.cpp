@@ -61,9 +61,12 @@ int main(int argc, char** argv)
     }
 
     const std::string program = kau::installer::ProgramOfApplicationPath(command->applicationPath);
-    if (!program.empty() && !kau::installer::WaitForProgramEnd(program, waitLimit()))
-        std::fprintf(stderr, "%s: %s is still running; updating all the same.\n",
-                     programName.c_str(), program.c_str());
+    if (!kau::installer::ProcessesRunning(program).empty()) {
+        std::fprintf(stderr, "%s: waiting for %s to end\n", programName.c_str(), program.c_str());
+        if (!kau::installer::WaitForProgramEnd(program, waitLimit()))
+            std::fprintf(stderr, "%s: %s is still running; updating all the same.\n",
+                         programName.c_str(), program.c_str());
+    }
 
     QApplication app(argc, argv);
     const bool allFiles = command->kind == InstallCommand::Kind::UpdateAll;

@@ -2,11 +2,16 @@
 // program's answers to command lines it does not run.
 #include "ApplicationWait.h"
 #include "InstallCommand.h"
+#include "flows/UpdateRunTestServer.h"
+#include "flows/UpdateRunTestSupport.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <csignal>
+#include <functional>
+#include <fcntl.h>
 #include <cstdio>
 #include <filesystem>
 #include <spawn.h>
@@ -40,7 +45,7 @@ public:
     {
         fs::copy_file("/bin/cat", program, fs::copy_options::overwrite_existing);
         int fds[2];
-        if (::pipe(fds) != 0)
+        if (::pipe2(fds, O_CLOEXEC) != 0)
             throw std::runtime_error("pipe");
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
@@ -231,4 +236,48 @@ TEST(InstallerProgram, RestoreSaysItIsNotAvailableYet)
               std::string::npos)
         << run.err;
     EXPECT_EQ(dir.read("app/Sampler"), "x");
+}
+
+TEST(InstallerProgram, WaitsForTheApplicationThenRunsTheUpdate)
+{
+    kau::test::SampleProduct product;
+    kau::test::RunTestServer server(product.server.str());
+    kau::test::ServerAccountOverride account(server.address(), server.user(), server.password());
+    TempDir dir;
+    const fs::path program = product.install.path() / "Sampler.exe";
+    FakeApplication app(program);
+
+    // The installer, as a hand-off starts it.
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 2, (dir / "err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    std::string installer = KAU_INSTALLER_PROGRAM, key = "Sampler", path = program.string();
+    char* argv[] = {installer.data(), key.data(), path.data(), nullptr};
+    pid_t pid = 0;
+    ASSERT_EQ(posix_spawn(&pid, installer.c_str(), &actions, nullptr, argv, environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+
+    auto waitFor = [](const std::function<bool()>& cond) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!cond()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            ::usleep(2000);
+        }
+        return true;
+    };
+    EXPECT_TRUE(waitFor([&] { return dir.read("err").find("waiting for " + path + " to end") != std::string::npos; }))
+        << dir.read("err");
+    EXPECT_FALSE(product.install.exists("RelInfoRemote.rel")) << "the update began while the application ran";
+
+    app.end();
+    // The run has ended once the local revision file names the new release;
+    // the installer then asks whether to start the program, and is ended here.
+    EXPECT_TRUE(waitFor([&] {
+        return product.install.read("RelInfoLocal.rel").find("Sampler.exe; 3.10.02") != std::string::npos;
+    }));
+    EXPECT_EQ(product.install.read("Sampler.exe"), product.server.read("Sampler/Sampler.exe"));
+    ::kill(pid, SIGKILL);
+    int status = 0;
+    ::waitpid(pid, &status, 0);
 }
