@@ -12,6 +12,7 @@
 
 #include <ctime>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 namespace kau {
@@ -24,6 +25,23 @@ std::string orCurrentDirectory(const std::string& dir)
     std::error_code ec;
     const std::string cwd = std::filesystem::current_path(ec).string();
     return ec ? std::string(".") : cwd;
+}
+
+// A file that replaces an installed one keeps its permissions, so that a
+// new version of a program can be started like the old one.
+std::optional<std::filesystem::perms> permissionsOf(const std::string& path)
+{
+    std::error_code ec;
+    const std::filesystem::file_status status = std::filesystem::status(path, ec);
+    if (ec || !std::filesystem::is_regular_file(status))
+        return std::nullopt;
+    return status.permissions();
+}
+
+void keepPermissions(const std::string& path, std::filesystem::perms mode)
+{
+    std::error_code ec;
+    std::filesystem::permissions(path, mode, std::filesystem::perm_options::replace, ec);
 }
 
 UpdateRun::Result stoppedResult()
@@ -140,11 +158,14 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 if (stopped())
                     return;
                 CreateParentDirectory(installed);
+                const std::optional<std::filesystem::perms> mode = permissionsOf(installed);
                 StageFile(installed);
                 const bool arrived = client.DownloadFile(name, installDir);
                 if (stopped())
                     return;
                 if (arrived) {
+                    if (mode)
+                        keepPermissions(installed, *mode);
                     m_log.ReplaceLastLine("  ok!    " + name);
                     DeleteStagedFile(installed);
                     remote.m_aTransferred[i] = "1";

@@ -102,6 +102,15 @@ TEST_F(UpdateRunTest, NewReleaseArrivesWithRestoreDirectoryAndRecordedVersions)
                                         "pos 3", "pos 100"}));
 }
 
+TEST_F(UpdateRunTest, ReplacedFileKeepsItsPermissionsAndNewFileGetsTheDefault)
+{
+    fs::permissions(product.install.path() / "Sampler.exe", fs::perms(0750));
+    run();
+    EXPECT_EQ(fs::status(product.install.path() / "Sampler.exe").permissions(), fs::perms(0750));
+    EXPECT_EQ(fs::status(product.install.path() / "Readme.txt").permissions() & fs::perms::owner_exec,
+              fs::perms::none);
+}
+
 TEST_F(UpdateRunTest, SecondRunFindsNothingNewAndKeepsTheLocalFile)
 {
     run();
