@@ -1,0 +1,56 @@
+#pragma once
+// The real FTP server of the tests (tests/support/ftp_server.py, pyftpdlib)
+// on 127.0.0.1 at a free port, serving a root directory for as long as the
+// object lives. While it lives KORAUTOUPDATE_FTP_SERVER/USER/PASSWORD point
+// at it (the previous values come back afterwards). Faults can be switched
+// while the server runs; they take effect from the next command it receives.
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace kau::test {
+
+class FtpServer {
+public:
+    explicit FtpServer(const std::filesystem::path& root, std::string user = "svcfeed",
+                       std::string password = "mintrav42");
+    ~FtpServer();
+    FtpServer(const FtpServer&) = delete;
+    FtpServer& operator=(const FtpServer&) = delete;
+
+    int port() const { return m_port; }
+    std::string address() const { return "127.0.0.1:" + std::to_string(m_port); }
+    const std::string& user() const { return m_user; }
+    const std::string& password() const { return m_password; }
+
+    // Faults.
+    void refuseLogin(bool on);
+    void refuseCwd(const std::string& dir);   // adds dir (relative to the root); "" clears all
+    void dropDownloadAfter(long bytes);       // < 0: no more drops
+    void stallReplies(int ms);                // every reply this late; 0: off
+    void stallDownloads(bool on);             // RETR is never answered
+    void garbageOn(const std::string& cmd);   // "" off
+    void closeOn(const std::string& cmd);     // "" off
+
+    // Every command received so far, one line each ("USER svcfeed", "RETR x").
+    std::vector<std::string> commands() const;
+    int loginCount() const;                   // number of USER commands
+    // Waits (bounded) until a command starting with prefix was received.
+    bool waitForCommand(const std::string& prefix, std::chrono::milliseconds limit) const;
+
+private:
+    void setSwitch(const std::string& name, const std::string& content, bool on);
+
+    std::filesystem::path m_control;
+    std::string m_user;
+    std::string m_password;
+    pid_t m_pid = -1;
+    int m_port = 0;
+    std::vector<std::pair<std::string, std::string>> m_savedEnv;
+    std::vector<std::string> m_unsetEnv;
+};
+
+} // namespace kau::test
