@@ -140,6 +140,25 @@ int CRegistryAccess::WriteString(RegistryHive, const std::string& keyPath,
     return m_nStatus;
 }
 
+int CRegistryAccess::WriteValues(RegistryHive, const std::string& keyPath,
+                                 const std::vector<RegistryValue>& values)
+{
+    auto settings = openStore();
+    if (!settings) {
+        m_nStatus = -1;
+        return m_nStatus;
+    }
+    for (const RegistryValue& v : values) {
+        if (const auto* n = std::get_if<std::uint32_t>(&v.value))
+            settings->setValue(valueKey(keyPath, v.name), QVariant(static_cast<qulonglong>(*n)));
+        else
+            settings->setValue(valueKey(keyPath, v.name), QVariant(qs(std::get<std::string>(v.value))));
+    }
+    settings->sync();
+    m_nStatus = settings->status() == QSettings::NoError ? 0 : -4;
+    return m_nStatus;
+}
+
 int CRegistryAccess::DeleteValue(RegistryHive, const std::string& keyPath,
                                  const std::string& valueName)
 {

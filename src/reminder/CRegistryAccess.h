@@ -21,8 +21,16 @@
 // crash during a write leaves the old file.
 #include <cstdint>
 #include <string>
+#include <variant>
+#include <vector>
 
 namespace kau {
+
+// One value of a combined write: a number or a text.
+struct RegistryValue {
+    std::string name;
+    std::variant<std::uint32_t, std::string> value;
+};
 
 // The one place the settings can live; kept as an argument for the callers'
 // sake.
@@ -45,6 +53,10 @@ public:
     // Writes a text, creating the key if needed.
     int WriteString(RegistryHive hive, const std::string& keyPath, const std::string& valueName,
                     std::string value);
+    // Writes several values in the given order as one change of the file
+    // (all or none), creating the key if needed; status as for one write.
+    int WriteValues(RegistryHive hive, const std::string& keyPath,
+                    const std::vector<RegistryValue>& values);
     // Removes a value (-3 when it isn't there).
     int DeleteValue(RegistryHive hive, const std::string& keyPath, const std::string& valueName);
     // 0 when the key holds at least one value or sub-key.

@@ -48,11 +48,14 @@ bool StartSchedule::RunStartSchedule(const std::string& productKey, std::functio
     CRegistryAccess reg;
     std::uint32_t active = 0;
     if (reg.ReadDword(kHive, keyPath, reminder::kActive, active) != 0) {
-        // New to the store: the defaults, in this order, statuses not looked at.
-        reg.WriteDword(kHive, keyPath, reminder::kActive, 1);
-        reg.WriteDword(kHive, keyPath, reminder::kCheck, 0);
-        reg.WriteDword(kHive, keyPath, reminder::kInterval, 5);
-        reg.WriteString(kHive, keyPath, reminder::kLastUpdate, Moment::now().format());
+        // New to the store: the defaults, in this order, status not looked
+        // at. One change of the file: the host's start pays for one write,
+        // and no other process ever sees half of the defaults.
+        reg.WriteValues(kHive, keyPath,
+                        {{reminder::kActive, std::uint32_t(1)},
+                         {reminder::kCheck, std::uint32_t(0)},
+                         {reminder::kInterval, std::uint32_t(5)},
+                         {reminder::kLastUpdate, Moment::now().format()}});
         active = 1;
     }
     if (active == 0)

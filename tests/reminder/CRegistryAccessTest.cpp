@@ -97,6 +97,23 @@ TEST_F(RegistryAccess, WritesValuesIntoTheGroupOfTheProduct)
     EXPECT_EQ(reg.ReadDword(kHive, kKey, "Active", n), 0);
 }
 
+TEST_F(RegistryAccess, CombinedWriteStoresEveryValue)
+{
+    CRegistryAccess reg;
+    ASSERT_EQ(reg.WriteValues(kHive, kKey,
+                              {{"Active", std::uint32_t(1)},
+                               {"Check", std::uint32_t(0)},
+                               {"Interval", std::uint32_t(5)},
+                               {"LastUpdate", std::string("46348.250000")}}),
+              0);
+    const std::string text = storeText();
+    for (const char* line : {"Active=1", "Check=0", "Interval=5", "LastUpdate=46348.250000"})
+        EXPECT_NE(text.find(line), std::string::npos) << line << "\n" << text;
+    std::uint32_t n = 0;
+    EXPECT_EQ(reg.ReadDword(kHive, kKey, "Interval", n), 0);
+    EXPECT_EQ(n, 5u);
+}
+
 TEST_F(RegistryAccess, BackslashInProductKeyMakesNestedGroup)
 {
     CRegistryAccess reg;
@@ -168,6 +185,7 @@ TEST_F(RegistryAccess, StoreThatCannotBeWrittenGivesMinusFour)
     CRegistryAccess reg;
     EXPECT_EQ(reg.WriteDword(kHive, kKey, "Active", 1), -4);
     EXPECT_EQ(reg.WriteString(kHive, kKey, "LastUpdate", "1.0"), -4);
+    EXPECT_EQ(reg.WriteValues(kHive, kKey, {{"Active", std::uint32_t(1)}}), -4);
     std::uint32_t n = 5;
     EXPECT_EQ(reg.ReadDword(kHive, kKey, "Active", n), -1);
     EXPECT_EQ(n, 0u);
