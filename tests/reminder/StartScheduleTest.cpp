@@ -7,6 +7,10 @@
 #include "StoreEnv.h"
 
 #include <atomic>
+#include <cstdio>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <cmath>
 #include <condition_variable>
 #include <mutex>
@@ -282,4 +286,34 @@ TEST_F(Schedule, ACheckThatThrowsStillEndsTheWorker)
     ASSERT_TRUE(schedule.waitUntilIdle(kBound));
     EXPECT_TRUE(schedule.RunStartSchedule(kProduct, [] {}));
     EXPECT_TRUE(schedule.waitUntilIdle(kBound));
+}
+
+TEST_F(Schedule, WorkerThatCannotStartGivesFalseAndLeavesLastUpdate)
+{
+    writeSettings(1, 0, 5, "46000.000000");
+    // In a child process whose address space has no room for a thread stack.
+    const pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        long pages = 0;
+        if (FILE* f = std::fopen("/proc/self/statm", "r")) {
+            if (std::fscanf(f, "%ld", &pages) != 1)
+                pages = 0;
+            std::fclose(f);
+        }
+        if (pages == 0)
+            ::_exit(3);
+        const rlim_t limit = rlim_t(pages) * ::sysconf(_SC_PAGESIZE) + (2u << 20);
+        const rlimit rl{limit, limit};
+        if (::setrlimit(RLIMIT_AS, &rl) != 0)
+            ::_exit(3);
+        StartSchedule schedule(0ms);
+        const bool started = schedule.RunStartSchedule(kProduct, [] {});
+        ::_exit(started ? 1 : schedule.isRunning() ? 2 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "1: started anyway, 2: flagged running, 3: no limit";
+    EXPECT_EQ(lastUpdate(), "46000.000000");
 }
