@@ -152,7 +152,12 @@ void StartSchedule::ScheduleThreadProc(std::shared_ptr<Shared> shared, std::stri
     }
     if (!stopped) {
         CRegistryAccess().WriteString(kHive, keyPath, reminder::kLastUpdate, Moment::now().format());
-        if (check) {
+        bool stopNow;
+        {
+            std::lock_guard lock(shared->mutex);
+            stopNow = shared->stopRequested;
+        }
+        if (check && !stopNow) {
             try {
                 check();
             } catch (...) {

@@ -12,7 +12,8 @@
 // Active were 1.
 //
 // The worker waits one second, writes LastUpdate the present moment, then
-// calls the check once and ends. At most one worker runs: a RunStartSchedule
+// calls the check once and ends. ("%f" keeps six decimals, so the stored
+// moment may lie up to about 43 ms ahead of the clock.) At most one worker runs: a RunStartSchedule
 // while one runs starts nothing and returns true.
 //
 // Stopping. stop() (and the destructor) wakes the worker out of its one-second
