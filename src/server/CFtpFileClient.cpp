@@ -1,0 +1,458 @@
+#include "server/CFtpFileClient.h"
+
+#include "platform/Box.h"
+#include "platform/ServerAccount.h"
+
+#include <cerrno>
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <curl/curl.h>
+
+namespace kau {
+
+static_assert(CURL_ERROR_SIZE <= 256);
+
+namespace {
+
+const char kConnectFailed[] =
+    "Connection to the KORVANE server failed.\nCannot check the new software updates.\n"
+    "You can inactivate this feature if no internet line is available!\n\n";
+
+CURL* easy(void* p) { return static_cast<CURL*>(p); }
+CURLM* multi(void* p) { return static_cast<CURLM*>(p); }
+
+// Both separators mean a directory on the server; leading ones are dropped.
+std::vector<std::string> components(const std::string& path)
+{
+    std::vector<std::string> parts;
+    std::string part;
+    for (char c : path + "/") {
+        if (c == '/' || c == '\\') {
+            if (part == "..") {
+                if (!parts.empty())
+                    parts.pop_back();
+            } else if (!part.empty() && part != ".") {
+                parts.push_back(part);
+            }
+            part.clear();
+        } else {
+            part += c;
+        }
+    }
+    return parts;
+}
+
+std::string joined(const std::vector<std::string>& parts)
+{
+    std::string text;
+    for (const auto& p : parts)
+        text += p + "/";
+    return text;
+}
+
+std::string slashes(std::string text)
+{
+    for (char& c : text)
+        if (c == '\\')
+            c = '/';
+    return text;
+}
+
+struct CurlInit {
+    CurlInit() { curl_global_init(CURL_GLOBAL_DEFAULT); }
+};
+
+} // namespace
+
+struct FtpCallbacks {
+    static size_t writeToFd(char* data, size_t size, size_t count, void* self)
+    {
+        auto* client = static_cast<CFtpFileClient*>(self);
+        const size_t total = size * count;
+        size_t done = 0;
+        while (done < total) {
+            const ssize_t n = ::write(client->m_fd, data + done, total - done);
+            if (n < 0) {
+                if (errno == EINTR)
+                    continue;
+                return 0; // disk full or the like: the transfer fails
+            }
+            done += static_cast<size_t>(n);
+        }
+        return total;
+    }
+    static size_t writeToString(char* data, size_t size, size_t count, void* target)
+    {
+        static_cast<std::string*>(target)->append(data, size * count);
+        return size * count;
+    }
+    static size_t readFromFd(char* data, size_t size, size_t count, void* self)
+    {
+        auto* client = static_cast<CFtpFileClient*>(self);
+        if (client->m_bAbort)
+            return CURL_READFUNC_ABORT;
+        const ssize_t n = ::read(client->m_fd, data, size * count);
+        return n < 0 ? CURL_READFUNC_ABORT : static_cast<size_t>(n);
+    }
+    static int onProgress(void* self, curl_off_t dltotal, curl_off_t dlnow, curl_off_t, curl_off_t)
+    {
+        auto* client = static_cast<CFtpFileClient*>(self);
+        if (client->m_bAbort)
+            return 1;
+        if (client->m_bDownloading && client->m_progress)
+            client->m_progress(static_cast<uint64_t>(dlnow), static_cast<uint64_t>(dltotal));
+        return 0;
+    }
+};
+
+CFtpFileClient::CFtpFileClient()
+{
+    static CurlInit init;
+    const ServerAccount account = ServerAccount::builtIn();
+    m_strServer = account.server;
+    m_strUser = account.user;
+    m_strPassword = account.password;
+    m_pMulti = curl_multi_init();
+}
+
+CFtpFileClient::~CFtpFileClient()
+{
+    if (m_pSession)
+        curl_easy_cleanup(easy(m_pSession));
+    std::lock_guard lock(m_multiLock);
+    if (m_pMulti)
+        curl_multi_cleanup(multi(m_pMulti));
+    m_pMulti = nullptr;
+}
+
+void CFtpFileClient::setTimeouts(std::chrono::milliseconds connect,
+                                 std::chrono::milliseconds noProgress)
+{
+    m_connectTimeout = connect;
+    m_noProgressTimeout = noProgress;
+    if (m_pSession)
+        applyOptions();
+}
+
+void CFtpFileClient::applyOptions()
+{
+    CURL* h = easy(m_pSession);
+    const long noProgressSeconds =
+        std::max<long>(1, static_cast<long>((m_noProgressTimeout.count() + 999) / 1000));
+    curl_easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(h, CURLOPT_ERRORBUFFER, m_errorBuffer);
+    curl_easy_setopt(h, CURLOPT_FTPPORT, "-");
+    curl_easy_setopt(h, CURLOPT_TRANSFERTEXT, 0L);
+    curl_easy_setopt(h, CURLOPT_FTP_FILEMETHOD, static_cast<long>(CURLFTPMETHOD_SINGLECWD));
+    curl_easy_setopt(h, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_connectTimeout.count()));
+    curl_easy_setopt(h, CURLOPT_ACCEPTTIMEOUT_MS, static_cast<long>(m_connectTimeout.count()));
+    curl_easy_setopt(h, CURLOPT_SERVER_RESPONSE_TIMEOUT, noProgressSeconds);
+    curl_easy_setopt(h, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(h, CURLOPT_LOW_SPEED_TIME, noProgressSeconds);
+    curl_easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, &FtpCallbacks::onProgress);
+    curl_easy_setopt(h, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(h, CURLOPT_USERAGENT, "Zelmor Connection");
+}
+
+void CFtpFileClient::resetRequest()
+{
+    CURL* h = easy(m_pSession);
+    curl_easy_setopt(h, CURLOPT_NOBODY, 0L);
+    curl_easy_setopt(h, CURLOPT_DIRLISTONLY, 0L);
+    curl_easy_setopt(h, CURLOPT_UPLOAD, 0L);
+    curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToString);
+    curl_easy_setopt(h, CURLOPT_WRITEDATA, nullptr);
+    curl_easy_setopt(h, CURLOPT_READFUNCTION, &FtpCallbacks::readFromFd);
+    curl_easy_setopt(h, CURLOPT_READDATA, this);
+    curl_easy_setopt(h, CURLOPT_USERNAME, m_strUser.c_str());
+    curl_easy_setopt(h, CURLOPT_PASSWORD, m_strPassword.c_str());
+    m_bDownloading = false;
+}
+
+// The easy handle runs inside a multi handle, so Abort can wake it at once.
+int CFtpFileClient::perform()
+{
+    m_errorBuffer[0] = '\0';
+    if (m_bAbort)
+        return CURLE_ABORTED_BY_CALLBACK;
+    CURLM* m = multi(m_pMulti);
+    CURL* h = easy(m_pSession);
+    if (curl_multi_add_handle(m, h) != CURLM_OK)
+        return CURLE_FAILED_INIT;
+    CURLcode result = CURLE_OK;
+    bool finished = false;
+    for (;;) {
+        int running = 0;
+        if (curl_multi_perform(m, &running) != CURLM_OK) {
+            result = CURLE_FAILED_INIT;
+            break;
+        }
+        int left = 0;
+        while (CURLMsg* msg = curl_multi_info_read(m, &left)) {
+            if (msg->msg == CURLMSG_DONE) {
+                result = msg->data.result;
+                finished = true;
+            }
+        }
+        if (finished || running == 0)
+            break;
+        if (m_bAbort) {
+            result = CURLE_ABORTED_BY_CALLBACK;
+            break;
+        }
+        curl_multi_poll(m, nullptr, 0, 1000, nullptr);
+        if (m_bAbort) {
+            result = CURLE_ABORTED_BY_CALLBACK;
+            break;
+        }
+    }
+    curl_multi_remove_handle(m, h);
+    return result;
+}
+
+std::string CFtpFileClient::urlOf(const std::string& serverPath) const
+{
+    // serverPath: relative to the logon directory; a trailing "/" names a directory.
+    std::string url = "ftp://" + m_strServer + "/";
+    std::string part;
+    CURL* h = easy(m_pSession);
+    for (char c : serverPath) {
+        if (c == '/') {
+            char* escaped = curl_easy_escape(h, part.c_str(), static_cast<int>(part.size()));
+            url += std::string(escaped ? escaped : "") + "/";
+            curl_free(escaped);
+            part.clear();
+        } else {
+            part += c;
+        }
+    }
+    if (!part.empty()) {
+        char* escaped = curl_easy_escape(h, part.c_str(), static_cast<int>(part.size()));
+        url += escaped ? escaped : "";
+        curl_free(escaped);
+    }
+    return url;
+}
+
+std::string CFtpFileClient::lastError(int code) const
+{
+    // The buffer can hold stale text after a success: read only after a failure.
+    if (m_errorBuffer[0] != '\0')
+        return m_errorBuffer;
+    return curl_easy_strerror(static_cast<CURLcode>(code));
+}
+
+bool CFtpFileClient::Connect(std::string server, std::string user, std::string password)
+{
+    if (m_bConnected)
+        return false;
+    if (!server.empty())
+        m_strServer = std::move(server);
+    if (!user.empty())
+        m_strUser = std::move(user);
+    if (!password.empty())
+        m_strPassword = std::move(password);
+    if (!m_pSession) {
+        m_pSession = curl_easy_init();
+        if (!m_pSession) {
+            m_strCurrentUrl.clear();
+            return false;
+        }
+        applyOptions();
+    }
+    resetRequest();
+    m_strDirectory.clear();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf("").c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_NOBODY, 1L);
+    const int code = perform();
+    if (code != CURLE_OK) {
+        const std::string text = std::string(kConnectFailed) + "ERROR!  " + lastError(code)
+                                 + "\n" + "\n" + "FTP Server: <" + m_strServer + ">";
+        showBox(text, BoxButtons::Ok, BoxIcon::None);
+        m_strCurrentUrl.clear();
+        return false;
+    }
+    m_strCurrentUrl = urlOf("");
+    m_bConnected = true;
+    return true;
+}
+
+bool CFtpFileClient::Disconnect()
+{
+    if (m_pSession)
+        curl_easy_cleanup(easy(m_pSession));
+    {
+        // A new multi handle: the old one's pool holds the control connection.
+        std::lock_guard lock(m_multiLock);
+        if (m_pMulti)
+            curl_multi_cleanup(multi(m_pMulti));
+        m_pMulti = curl_multi_init();
+    }
+    m_pSession = nullptr;
+    m_bHasFind = false;
+    m_aFound.clear();
+    m_nFoundPos = 0;
+    m_strDirectory.clear();
+    m_strCurrentUrl.clear();
+    m_bConnected = false;
+    m_bFindActive = false;
+    m_bAbort = false;
+    return true;
+}
+
+void CFtpFileClient::Abort()
+{
+    m_bAbort = true;
+    std::lock_guard lock(m_multiLock);
+    if (m_pMulti)
+        curl_multi_wakeup(multi(m_pMulti));
+}
+
+bool CFtpFileClient::ChangeDirectory(std::string directory)
+{
+    if (!m_bConnected) {
+        m_strCurrentUrl.clear();
+        return false;
+    }
+    const bool absolute = !directory.empty() && (directory[0] == '/' || directory[0] == '\\');
+    const std::string target =
+        joined(components((absolute ? std::string() : m_strDirectory) + "/" + directory));
+    resetRequest();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(target).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_NOBODY, 1L);
+    const bool changed = perform() == CURLE_OK;
+    if (changed)
+        m_strDirectory = target;
+    m_strCurrentUrl = urlOf(m_strDirectory);
+    return changed;
+}
+
+bool CFtpFileClient::FindFile(std::string name)
+{
+    if (!m_bConnected)
+        return false;
+    m_bHasFind = true;
+    std::string path = slashes(name);
+    std::string dir;
+    std::string pattern = path;
+    if (const auto slash = path.rfind('/'); slash != std::string::npos) {
+        dir = joined(components(path.substr(0, slash)));
+        pattern = path.substr(slash + 1);
+    }
+    std::string listing;
+    resetRequest();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(m_strDirectory + dir).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_DIRLISTONLY, 1L);
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, &listing);
+    m_aFound.clear();
+    m_nFoundPos = 0;
+    if (!pattern.empty() && perform() == CURLE_OK) {
+        size_t start = 0;
+        while (start < listing.size()) {
+            size_t end = listing.find('\n', start);
+            if (end == std::string::npos)
+                end = listing.size();
+            std::string entry = listing.substr(start, end - start);
+            if (!entry.empty() && entry.back() == '\r')
+                entry.pop_back();
+            if (const auto slash = entry.rfind('/'); slash != std::string::npos)
+                entry = entry.substr(slash + 1);
+            if (!entry.empty() && ::fnmatch(pattern.c_str(), entry.c_str(), FNM_PERIOD) == 0)
+                m_aFound.push_back(dir + entry);
+            start = end + 1;
+        }
+    }
+    m_bFindActive = !m_aFound.empty();
+    if (m_bFindActive)
+        m_strLastFind = name;
+    return m_bFindActive;
+}
+
+std::string CFtpFileClient::NextFoundFile()
+{
+    if (!m_bConnected || !m_bHasFind || !m_bFindActive)
+        return {};
+    const std::string entry = m_aFound[m_nFoundPos++];
+    m_bFindActive = m_nFoundPos < m_aFound.size();
+    m_strCurrentUrl = urlOf(m_strDirectory);
+    return entry;
+}
+
+std::string CFtpFileClient::CurrentDirectory() const
+{
+    return m_bConnected ? "/" + m_strDirectory : std::string();
+}
+
+std::string CFtpFileClient::CurrentDirectoryUrl() const
+{
+    return m_bConnected ? urlOf(m_strDirectory) : std::string();
+}
+
+bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirectory)
+{
+    if (!m_bConnected)
+        return false;
+    if (!localDirectory.empty() && (localDirectory.back() == '/' || localDirectory.back() == '\\'))
+        localDirectory.pop_back();
+    ::mkdir(localDirectory.c_str(), 0777); // only the last level; an existing one is fine
+    const std::string remote = slashes(remoteName);
+    const std::string localPath = localDirectory + "/" + remote;
+    const auto slash = localPath.rfind('/');
+    const std::string parent = localPath.substr(0, slash + 1);
+    const std::string bare = localPath.substr(slash + 1);
+    if (bare.empty())
+        return false;
+
+    // Into a hidden file beside the target, renamed into place when complete.
+    std::string temp = parent + "." + bare + ".part-XXXXXX";
+    m_fd = ::mkstemp(temp.data());
+    if (m_fd < 0)
+        return false;
+    struct stat old {};
+    ::fchmod(m_fd, ::stat(localPath.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644);
+
+    resetRequest();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(m_strDirectory + remote).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToFd);
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, this);
+    m_bDownloading = true;
+    const int code = perform();
+    m_bDownloading = false;
+    const bool written = ::close(m_fd) == 0;
+    m_fd = -1;
+    if (code != CURLE_OK || !written || ::rename(temp.c_str(), localPath.c_str()) != 0) {
+        ::unlink(temp.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool CFtpFileClient::UploadFile(std::string localPath)
+{
+    if (!m_bConnected)
+        return false;
+    auto cut = localPath.rfind('/');
+    if (cut == std::string::npos)
+        cut = localPath.rfind('\\');
+    const std::string bare = cut == std::string::npos ? localPath : localPath.substr(cut + 1);
+    if (bare.empty())
+        return false;
+    m_fd = ::open(localPath.c_str(), O_RDONLY | O_CLOEXEC);
+    if (m_fd < 0)
+        return false;
+    resetRequest();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(m_strDirectory + bare).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_UPLOAD, 1L);
+    const int code = perform();
+    ::close(m_fd);
+    m_fd = -1;
+    return code == CURLE_OK;
+}
+
+} // namespace kau

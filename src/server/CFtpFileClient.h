@@ -1,0 +1,87 @@
+#pragma once
+// The one road to the update server: a blocking FTP client over libcurl.
+// One easy handle (the "session") lives from the first Connect to
+// Disconnect, so one control connection and one logon serve a whole flow.
+// Active mode, binary transfers. The current directory is kept here and
+// checked on the server when it changes. A dead or stalled server turns
+// into a failed operation after the connect or no-progress time-out.
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace kau {
+
+class CFtpFileClient {
+public:
+    using Progress = std::function<void(uint64_t done, uint64_t total)>;
+
+    CFtpFileClient();
+    ~CFtpFileClient();
+    CFtpFileClient(const CFtpFileClient&) = delete;
+    CFtpFileClient& operator=(const CFtpFileClient&) = delete;
+
+    // Empty arguments keep the built-in values. Shows its own box on failure.
+    bool Connect(std::string server, std::string user, std::string password);
+    bool Disconnect();
+    bool ChangeDirectory(std::string directory);
+    bool FindFile(std::string name);
+    bool DownloadFile(std::string remoteName, std::string localDirectory);
+    bool UploadFile(std::string localPath);
+    std::string NextFoundFile();
+    std::string CurrentDirectory() const;     // "/" or "/dir/sub/", empty when not connected
+    std::string CurrentDirectoryUrl() const;  // "ftp://host:port/dir/", empty when not connected
+
+    // From any thread: stops a running transfer at once; every later
+    // operation fails until Disconnect.
+    void Abort();
+    // Called during downloads with the bytes so far and the size (0: unknown).
+    void setProgress(Progress progress) { m_progress = std::move(progress); }
+    void setTimeouts(std::chrono::milliseconds connect, std::chrono::milliseconds noProgress);
+
+    bool isConnected() const { return m_bConnected; }
+    bool hasSession() const { return m_pSession != nullptr; }
+    bool hasFind() const { return m_bHasFind; }
+    bool findActive() const { return m_bFindActive; }
+    const std::string& lastFind() const { return m_strLastFind; }
+    const std::string& currentUrl() const { return m_strCurrentUrl; }
+    const std::string& server() const { return m_strServer; }
+    const void* session() const { return m_pSession; }
+
+private:
+    friend struct FtpCallbacks; // libcurl's trampolines
+
+    void applyOptions();
+    void resetRequest();
+    int perform(); // a CURLcode
+    std::string urlOf(const std::string& serverPath) const;
+    std::string lastError(int code) const;
+
+    bool m_bConnected = false;
+    bool m_bFindActive = false;
+    bool m_bHasFind = false;
+    std::string m_strServer;
+    std::string m_strUser;
+    std::string m_strPassword;
+    std::string m_strCurrentUrl;
+    std::string m_strLastFind;
+    std::string m_strDirectory; // relative to the logon directory, "" or "dir/sub/"
+    std::vector<std::string> m_aFound;
+    size_t m_nFoundPos = 0;
+
+    void* m_pSession = nullptr; // CURL*
+    void* m_pMulti = nullptr;   // CURLM*
+    std::mutex m_multiLock; // guards m_pMulti against Abort from another thread
+    std::atomic<bool> m_bAbort{false};
+    char m_errorBuffer[256] = {}; // CURL_ERROR_SIZE
+    int m_fd = -1;
+    bool m_bDownloading = false;
+    Progress m_progress;
+    std::chrono::milliseconds m_connectTimeout{15000};
+    std::chrono::milliseconds m_noProgressTimeout{30000};
+};
+
+} // namespace kau
