@@ -81,9 +81,10 @@ BENCHMARK(BM_ReadRevisionFile)->Unit(benchmark::kMillisecond);
 void BM_CompareReleases(benchmark::State& state)
 {
     const Lists lists = makeLists();
+    kau::RemoteRevisionList remote;
     for (auto _ : state) {
         state.PauseTiming();
-        kau::RemoteRevisionList remote = lists.remote;
+        remote = lists.remote;
         state.ResumeTiming();
         kau::CompareReleases(lists.local, remote, false);
         benchmark::DoNotOptimize(remote.m_aNames.data());
@@ -98,9 +99,10 @@ void BM_UpdateLocalRevisions(benchmark::State& state)
     for (std::size_t i = 0; i < lists.remote.m_aNames.size(); i += 2)
         lists.remote.m_aTransferred[i] = "1";
     const std::string path = scratchPath("RelInfoLocal.rel");
+    kau::LocalRevisionList local;
     for (auto _ : state) {
         state.PauseTiming();
-        kau::LocalRevisionList local = lists.local;
+        local = lists.local;
         state.ResumeTiming();
         if (!kau::UpdateLocalRevisions(local, lists.remote, path))
             state.SkipWithError("write failed");

@@ -97,7 +97,7 @@ bool UpdateLocalRevisions(LocalRevisionList& local, const RemoteRevisionList& re
             }
             local.m_aNames.push_back(remote.m_aNames[i]);
             local.m_aVersions.push_back(transferred ? version : std::string("0.00.00"));
-            index.add(remote.m_aNames[i], static_cast<long>(local.m_aNames.size() - 1));
+            index.add(static_cast<long>(local.m_aNames.size() - 1));
         }
         bool createFailed = false;
         const int err = WriteRevisionFile(local, path, createFailed);

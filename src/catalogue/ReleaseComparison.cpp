@@ -1,18 +1,29 @@
 #include "catalogue/ReleaseComparison.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
+#include <cstring>
 
 namespace kau {
 
 ReleaseNumbers SplitVersion(const std::string& version)
 {
-    const std::string padded = version + "00000000";
+    // Usual versions fit the stack buffer; longer texts take the heap.
+    char local[64];
+    std::string heap;
+    const char* padded = local;
+    const std::size_t size = version.size() + 8;
+    if (size < sizeof local) {
+        std::memcpy(local, version.data(), version.size());
+        std::memcpy(local + version.size(), "00000000", 9);
+    } else {
+        heap = version + "00000000";
+        padded = heap.c_str();
+    }
     ReleaseNumbers numbers;
-    numbers.major = std::atoi(padded.c_str());
+    numbers.major = std::atoi(padded);
     const std::size_t offset = numbers.major > 9 ? 3 : 2;
-    numbers.minor = offset < padded.size() ? std::atof(padded.c_str() + offset) : 0.0;
+    numbers.minor = offset < size ? std::atof(padded + offset) : 0.0;
     return numbers;
 }
 
@@ -25,30 +36,89 @@ bool IsNewerRelease(const std::string& remoteVersion, const std::string& localVe
     return remote.minor > local.minor;
 }
 
-std::string LowerName(const std::string& name)
+namespace {
+
+inline unsigned char lowerByte(unsigned char c)
 {
-    std::string lower = name;
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
+    return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
 }
 
-NameIndex::NameIndex(const std::vector<std::string>& names)
+std::uint64_t lowerHash(const std::string& name)
 {
-    m_index.reserve(names.size());
+    std::uint64_t hash = 1469598103934665603ull;  // FNV-1a
+    for (const char c : name) {
+        hash ^= lowerByte(static_cast<unsigned char>(c));
+        hash *= 1099511628211ull;
+    }
+    return hash ^ (hash >> 29);
+}
+
+bool equalIgnoringCase(const std::string& a, const std::string& b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (lowerByte(static_cast<unsigned char>(a[i])) != lowerByte(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+} // namespace
+
+NameIndex::NameIndex(const std::vector<std::string>& names) : m_names(names)
+{
+    std::size_t size = 16;
+    while (size < names.size() * 2)
+        size *= 2;
+    m_slots.resize(size);
     for (std::size_t j = 0; j < names.size(); ++j)
-        m_index.emplace(LowerName(names[j]), static_cast<long>(j));
+        add(static_cast<long>(j));
+}
+
+std::size_t NameIndex::slotOf(const std::string& name, std::uint64_t hash) const
+{
+    const std::size_t mask = m_slots.size() - 1;
+    for (std::size_t at = static_cast<std::size_t>(hash) & mask;; at = (at + 1) & mask) {
+        const Slot& slot = m_slots[at];
+        if (slot.index < 0)
+            return at;
+        if (slot.hash == hash && equalIgnoringCase(m_names[static_cast<std::size_t>(slot.index)], name))
+            return at;
+    }
 }
 
 long NameIndex::find(const std::string& name) const
 {
-    const auto it = m_index.find(LowerName(name));
-    return it == m_index.end() ? -1 : it->second;
+    return m_slots[slotOf(name, lowerHash(name))].index;
 }
 
-void NameIndex::add(const std::string& name, long index)
+void NameIndex::add(long index)
 {
-    m_index.emplace(LowerName(name), index);
+    if ((m_used + 1) * 2 > m_slots.size())
+        grow();
+    const std::string& name = m_names[static_cast<std::size_t>(index)];
+    const std::uint64_t hash = lowerHash(name);
+    Slot& slot = m_slots[slotOf(name, hash)];
+    if (slot.index >= 0)
+        return;  // the first occurrence stays
+    slot.hash = hash;
+    slot.index = index;
+    ++m_used;
+}
+
+void NameIndex::grow()
+{
+    std::vector<Slot> old(m_slots.size() * 2);
+    old.swap(m_slots);
+    const std::size_t mask = m_slots.size() - 1;
+    for (const Slot& slot : old) {
+        if (slot.index < 0)
+            continue;
+        std::size_t at = static_cast<std::size_t>(slot.hash) & mask;
+        while (m_slots[at].index >= 0)
+            at = (at + 1) & mask;
+        m_slots[at] = slot;
+    }
 }
 
 bool CompareReleases(const LocalRevisionList& local, RemoteRevisionList& remote, bool bInstallAll)

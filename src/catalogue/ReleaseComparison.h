@@ -3,7 +3,7 @@
 #include "catalogue/RevisionList.h"
 
 #include <string>
-#include <unordered_map>
+#include <cstdint>
 #include <vector>
 
 namespace kau {
@@ -20,20 +20,28 @@ ReleaseNumbers SplitVersion(const std::string& version);
 // True if the remote version counts as newer than the local one.
 bool IsNewerRelease(const std::string& remoteVersion, const std::string& localVersion);
 
-// Lower-cased copy of a name, for the catalogue's case-blind comparisons.
-std::string LowerName(const std::string& name);
-
-// Lower-cased name -> index of its first occurrence in names.
+// Case-blind index of a list of names: the first occurrence of a name wins.
+// It refers to the vector, which may grow as long as add() follows each
+// append.
 class NameIndex {
 public:
     explicit NameIndex(const std::vector<std::string>& names);
     // Index of the first entry equal to name ignoring case, or -1.
     long find(const std::string& name) const;
-    // Records a name appended at index, unless the name is known already.
-    void add(const std::string& name, long index);
+    // Records names[index], unless an equal name is known already.
+    void add(long index);
 
 private:
-    std::unordered_map<std::string, long> m_index;
+    struct Slot {
+        std::uint64_t hash = 0;
+        long index = -1;
+    };
+    void grow();
+    std::size_t slotOf(const std::string& name, std::uint64_t hash) const;
+
+    const std::vector<std::string>& m_names;
+    std::vector<Slot> m_slots;  // open addressing, size a power of two
+    std::size_t m_used = 0;
 };
 
 // Removes from remote.m_aNames/m_aVersions every entry that is not new

@@ -105,6 +105,19 @@ TEST(LocalRevisionUpdate, DirectoryInTheWayGivesBoxAndFalse)
     EXPECT_FALSE(dir.exists("RelInfoLocal.rel.new"));
 }
 
+TEST(LocalRevisionUpdate, FailureBeforeTheRenameKeepsTheOldFile)
+{
+    ScriptedBox box;
+    TempDir dir;
+    dir.write("RelInfoLocal.rel", "a; 1\r\n");
+    dir.write("RelInfoLocal.rel.new/blocker", "x");  // the new text can't be put down
+    LocalRevisionList local{{"a"}, {"1"}};
+    RemoteRevisionList remote{{"a"}, {"2"}, {"1"}};
+    EXPECT_FALSE(UpdateLocalRevisions(local, remote, dir / "RelInfoLocal.rel"));
+    EXPECT_EQ(box.count(), 1u);
+    EXPECT_EQ(dir.read("RelInfoLocal.rel"), "a; 1\r\n");
+}
+
 TEST(LocalRevisionUpdate, UnwritableDirectoryKeepsTheOldFile)
 {
     if (::geteuid() == 0)
