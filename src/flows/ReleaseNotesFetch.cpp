@@ -21,8 +21,12 @@ bool fetchAndShow(CFtpFileClient& client, const std::string& productKey, std::st
     }
     if (!client.DownloadFile(kReleaseNotesPage, installDir))
         return false;
-    if (show)
-        show(installDir + "/" + kReleaseNotesPage);
+    if (show) {
+        std::string page = std::move(installDir);
+        page += '/';
+        page += kReleaseNotesPage;
+        show(page);
+    }
     return true;
 }
 

@@ -19,14 +19,22 @@ using namespace kau::test;
 
 namespace {
 
+// Points the built-in account at the test server; a client takes it when made.
+struct BuiltInAccount {
+    BuiltInAccount(const std::string& server, const char* password)
+    {
+        ::setenv("KORAUTOUPDATE_FTP_SERVER", server.c_str(), 1);
+        ::setenv("KORAUTOUPDATE_FTP_USER", kFtpUser, 1);
+        ::setenv("KORAUTOUPDATE_FTP_PASSWORD", password, 1);
+    }
+};
+
 class FetchReleaseNotesTest : public ::testing::Test {
 protected:
     FetchReleaseNotesTest()
-        : product(dir), server(product.serverRoot, kFtpUser, kFtpPassword)
+        : product(dir), server(product.serverRoot, kFtpUser, kFtpPassword),
+          account(server.address(), kFtpPassword)
     {
-        ::setenv("KORAUTOUPDATE_FTP_SERVER", server.address().c_str(), 1);
-        ::setenv("KORAUTOUPDATE_FTP_USER", kFtpUser, 1);
-        ::setenv("KORAUTOUPDATE_FTP_PASSWORD", kFtpPassword, 1);
     }
 
     // The client is free again: a new logon works (and is closed again).
@@ -41,6 +49,7 @@ protected:
     TempDir dir;
     SampleProduct product;
     FtpServerProcess server;
+    BuiltInAccount account;
     CFtpFileClient client;
 };
 
@@ -97,9 +106,10 @@ TEST_F(FetchReleaseNotesTest, EndsSilentlyAndFreeWhenThePageOrTheProductIsMissin
 
 TEST_F(FetchReleaseNotesTest, AFailedLogonShowsOnlyTheClientsBox)
 {
-    ::setenv("KORAUTOUPDATE_FTP_PASSWORD", "wrong", 1);
+    const BuiltInAccount wrong(server.address(), "wrong");
+    CFtpFileClient refused;
     bool called = false;
-    EXPECT_FALSE(FetchReleaseNotes(client, kProduct, product.installDir,
+    EXPECT_FALSE(FetchReleaseNotes(refused, kProduct, product.installDir,
                                    [&](const std::string&) { called = true; }));
     EXPECT_FALSE(called);
     ASSERT_EQ(box.count(), 1u);
