@@ -8,17 +8,20 @@
 namespace kau {
 namespace {
 
+std::string currentDirectory()
+{
+    std::error_code ec;
+    std::string cwd = std::filesystem::current_path(ec).string();
+    return ec ? std::string(".") : cwd;
+}
+
 bool fetchAndShow(CFtpFileClient& client, const std::string& productKey, std::string installDir,
                   const std::function<void(const std::string&)>& show)
 {
     if (!client.ChangeDirectory(productKey) || !client.FindFile(kReleaseNotesPage))
         return false;
-    if (installDir.empty()) {
-        std::error_code ec;
-        installDir = std::filesystem::current_path(ec).string();
-        if (ec)
-            installDir = ".";
-    }
+    if (installDir.empty())
+        installDir = currentDirectory();
     if (!client.DownloadFile(kReleaseNotesPage, installDir))
         return false;
     if (show) {
