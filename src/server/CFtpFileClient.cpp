@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <curl/curl.h>
@@ -99,6 +100,23 @@ struct FtpCallbacks {
         const ssize_t n = ::read(client->m_fd, data, size * count);
         return n < 0 ? CURL_READFUNC_ABORT : static_cast<size_t>(n);
     }
+    static curl_socket_t openSocket(void* self, curlsocktype, curl_sockaddr* address)
+    {
+        auto* client = static_cast<CFtpFileClient*>(self);
+        const int fd = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+        if (fd < 0)
+            return CURL_SOCKET_BAD;
+        std::lock_guard lock(client->m_socketLock);
+        client->m_sockets.insert(fd);
+        return fd;
+    }
+    static int closeSocket(void* self, curl_socket_t fd)
+    {
+        auto* client = static_cast<CFtpFileClient*>(self);
+        std::lock_guard lock(client->m_socketLock);
+        client->m_sockets.erase(fd);
+        return ::close(fd);
+    }
     static int onProgress(void* self, curl_off_t dltotal, curl_off_t dlnow, curl_off_t, curl_off_t)
     {
         auto* client = static_cast<CFtpFileClient*>(self);
@@ -158,6 +176,10 @@ void CFtpFileClient::applyOptions()
     curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, &FtpCallbacks::onProgress);
     curl_easy_setopt(h, CURLOPT_XFERINFODATA, this);
     curl_easy_setopt(h, CURLOPT_USERAGENT, "Zelmor Connection");
+    curl_easy_setopt(h, CURLOPT_OPENSOCKETFUNCTION, &FtpCallbacks::openSocket);
+    curl_easy_setopt(h, CURLOPT_OPENSOCKETDATA, this);
+    curl_easy_setopt(h, CURLOPT_CLOSESOCKETFUNCTION, &FtpCallbacks::closeSocket);
+    curl_easy_setopt(h, CURLOPT_CLOSESOCKETDATA, this);
 }
 
 void CFtpFileClient::resetRequest()
@@ -309,6 +331,12 @@ bool CFtpFileClient::Disconnect()
 void CFtpFileClient::Abort()
 {
     m_bAbort = true;
+    {
+        // A server that has stopped answering must not hold up the Disconnect that follows.
+        std::lock_guard lock(m_socketLock);
+        for (int fd : m_sockets)
+            ::shutdown(fd, SHUT_RDWR);
+    }
     std::lock_guard lock(m_multiLock);
     if (m_pMulti)
         curl_multi_wakeup(multi(m_pMulti));

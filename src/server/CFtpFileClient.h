@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -74,7 +75,9 @@ private:
 
     void* m_pSession = nullptr; // CURL*
     void* m_pMulti = nullptr;   // CURLM*
-    std::mutex m_multiLock; // guards m_pMulti against Abort from another thread
+    std::mutex m_multiLock;  // guards m_pMulti against Abort from another thread
+    std::mutex m_socketLock; // guards m_sockets
+    std::set<int> m_sockets; // open sockets, shut down by Abort
     std::atomic<bool> m_bAbort{false};
     char m_errorBuffer[256] = {}; // CURL_ERROR_SIZE
     int m_fd = -1;

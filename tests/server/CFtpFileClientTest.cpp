@@ -267,7 +267,10 @@ TEST_F(ClientTest, AbortFromAnotherThreadStopsAStalledTransferAtOnce)
     aborter.join();
     EXPECT_FALSE(local.exists("big.bin"));
     EXPECT_FALSE(client.FindFile("big.bin")); // everything fails after an abort...
-    EXPECT_TRUE(client.Disconnect());          // ...until Disconnect
+    // ...until Disconnect, which doesn't wait for a server that has stopped answering.
+    server.stallReplies(60000);
+    EXPECT_LT(timed([&] { EXPECT_TRUE(client.Disconnect()); }), 1000ms);
+    server.stallReplies(0);
 
     server.stallDownloads(false);
     ASSERT_TRUE(client.Connect("", "", ""));
@@ -322,4 +325,14 @@ TEST_F(ClientTest, UploadPutsTheBareNameIntoTheCurrentDirectory)
     EXPECT_EQ(remote.read("other/up.txt"), "uploaded");
     EXPECT_FALSE(client.UploadFile(local / "missing.txt"));
     EXPECT_TRUE(client.isConnected());
+}
+
+TEST_F(ClientTest, DisconnectAfterAbortDoesNotWaitForAStalledServer)
+{
+    ASSERT_TRUE(client.Connect("", "", ""));
+    ASSERT_TRUE(client.ChangeDirectory("prod"));
+    server.stallReplies(60000);
+    client.Abort(); // between two operations: the control connection is idle and open
+    EXPECT_FALSE(client.DownloadFile("big.bin", local.str()));
+    EXPECT_LT(timed([&] { EXPECT_TRUE(client.Disconnect()); }), 1000ms);
 }

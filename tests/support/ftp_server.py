@@ -126,6 +126,14 @@ def main():
     import logging
     logging.basicConfig(level=logging.DEBUG if os.environ.get("KAU_FTP_DEBUG") else logging.CRITICAL)
     server = FTPServer(("127.0.0.1", args.port), Handler)
+    if args.control is not None:
+        # Under a test: end with the test process, even when it is killed.
+        parent = os.getppid()
+
+        def watch():
+            if os.getppid() != parent:
+                os._exit(0)
+        server.ioloop.call_every(0.5, watch)
     print("PORT %d" % server.address[1], flush=True)
     try:
         server.serve_forever(handle_exit=False)
