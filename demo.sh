@@ -63,16 +63,26 @@ echo "server files (release 2):  $S"
 
 step "Starting a local FTP server"
 SERVER_PID=
-stop_server() { [ -n "$SERVER_PID" ] && kill "$SERVER_PID" 2>/dev/null && wait "$SERVER_PID" 2>/dev/null; SERVER_PID=; return 0; }
+stop_server() {
+  if [ -n "$SERVER_PID" ]; then
+    kill "$SERVER_PID" 2>/dev/null || true
+    wait "$SERVER_PID" 2>/dev/null || true
+    SERVER_PID=
+  fi
+}
 trap stop_server EXIT
 trap 'exit 130' INT TERM
-PORT_FILE=$DEMO/ftp.port
-/usr/bin/python3 tests/cli/cli_ftp_server.py --root "$SERVER_ROOT" --user "$USER_NAME" \
-  --password "$PASSWORD" --port-file "$PORT_FILE" >"$DEMO/ftp.log" 2>&1 &
+/usr/bin/python3 tests/support/ftp_server.py --root "$SERVER_ROOT" --user "$USER_NAME" \
+  --password "$PASSWORD" >"$DEMO/ftp.out" 2>"$DEMO/ftp.log" &
 SERVER_PID=$!
-for _ in $(seq 1 200); do [ -s "$PORT_FILE" ] && break; kill -0 "$SERVER_PID" 2>/dev/null || break; sleep 0.05; done
-[ -s "$PORT_FILE" ] || { echo "the FTP server did not start:"; cat "$DEMO/ftp.log"; exit 1; }
-PORT=$(cat "$PORT_FILE")
+PORT=
+for _ in $(seq 1 200); do  # until it says "PORT <n>" (at most 10 s)
+  PORT=$(sed -n 's/^PORT \([0-9]*\)$/\1/p' "$DEMO/ftp.out")
+  [ -n "$PORT" ] && break
+  kill -0 "$SERVER_PID" 2>/dev/null || break
+  sleep 0.05
+done
+[ -n "$PORT" ] || { echo "the FTP server did not start:"; cat "$DEMO/ftp.log"; exit 1; }
 echo "serving $SERVER_ROOT on 127.0.0.1:$PORT (user $USER_NAME)"
 export KORAUTOUPDATE_FTP_SERVER=127.0.0.1:$PORT KORAUTOUPDATE_FTP_USER=$USER_NAME KORAUTOUPDATE_FTP_PASSWORD=$PASSWORD
 
