@@ -1,0 +1,19 @@
+#include "FileChooser.h"
+
+#include <atomic>
+
+namespace kau {
+namespace {
+std::atomic<FileChooser*> g_chooser{nullptr};
+}
+
+FileChooser* installFileChooser(FileChooser* chooser) { return g_chooser.exchange(chooser); }
+
+std::optional<std::string> chooseFile(const FileChoice& choice)
+{
+    if (FileChooser* chooser = g_chooser.load())
+        return chooser->choose(choice);
+    return std::nullopt;
+}
+
+} // namespace kau
