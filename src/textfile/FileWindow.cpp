@@ -123,7 +123,11 @@ const char* FileWindow::forward(std::uint64_t off, std::uint64_t len, std::size_
 
 const char* FileWindow::backward(std::uint64_t end, std::uint64_t& start)
 {
-    if (!(end > m_winOff && end <= m_winOff + m_winLen)) {
+    // The window serves if it holds end's neighbourhood: all of the file
+    // before end, or a good stretch of it.
+    bool covers = end <= m_winOff + m_winLen && end > m_winOff
+                  && (m_winOff == 0 || end - m_winOff >= kWindow / 2);
+    if (!covers) {
         std::uint64_t from = end > kWindow ? end - kWindow : 0;
         load(from, static_cast<std::size_t>(end - from));
         if (m_winOff + m_winLen < end)
