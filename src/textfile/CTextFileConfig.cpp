@@ -67,6 +67,7 @@ std::string replaceAll(const std::string& s, const std::string& from, const std:
 
 int CTextFile::FindSection(const std::string& name)
 {
+    FileWindow::Hold hold(m_file);
     m_strSection.clear();
     m_nSectionLine = -1;
     if (!m_bOpen)
@@ -87,6 +88,7 @@ int CTextFile::FindSection(const std::string& name)
 
 int CTextFile::FindSectionWrapped(const std::string& name)
 {
+    FileWindow::Hold hold(m_file);
     m_strSection.clear();
     if (!m_bOpen)
         return 0;
@@ -117,6 +119,7 @@ int CTextFile::FindSectionWrapped(const std::string& name)
 
 int CTextFile::GotoSectionEnd()
 {
+    FileWindow::Hold hold(m_file);
     if (!m_bOpen)
         return 0;
     int blanks = 0;
@@ -133,6 +136,7 @@ int CTextFile::GotoSectionEnd()
 
 int CTextFile::GetEntry(const std::string& section, const std::string& key, std::string& value)
 {
+    FileWindow::Hold hold(m_file);
     if (!m_bOpen)
         return 0;
     value.clear();
@@ -162,6 +166,7 @@ int CTextFile::GetEntry(const std::string& section, const std::string& key, std:
 
 int CTextFile::SetEntry(const std::string& section, const std::string& key, const std::string& value)
 {
+    FileWindow::Hold hold(m_file);
     if (!m_bOpen)
         return 0;
     std::string old;
@@ -233,6 +238,7 @@ int CTextFile::PrevLine(int n)
 
 int CTextFile::GotoLine(std::uint32_t n)
 {
+    FileWindow::Hold hold(m_file);
     if (n <= 1) {
         m_nPosition = 0;
         m_nLine = 1;
@@ -246,6 +252,7 @@ int CTextFile::GotoLine(std::uint32_t n)
 
 std::uint32_t CTextFile::GotoEnd()
 {
+    FileWindow::Hold hold(m_file);
     while (NextLine(1)) {
     }
     return m_nLine;

@@ -58,6 +58,8 @@ void FileWindow::close()
 
 std::uint64_t FileWindow::length()
 {
+    if (m_held > 0 && m_fresh)
+        return static_cast<std::uint64_t>(m_statSize);
     struct stat st {};
     if (::fstat(m_fd, &st) != 0)
         fail("stat");
@@ -69,6 +71,7 @@ std::uint64_t FileWindow::length()
         m_statMtime = nanos(st.st_mtim);
         m_statCtime = nanos(st.st_ctim);
     }
+    m_fresh = true;
     return static_cast<std::uint64_t>(st.st_size);
 }
 
@@ -107,7 +110,7 @@ void FileWindow::writeAt(const char* buf, std::size_t n, std::uint64_t off)
 void FileWindow::load(std::uint64_t start, std::size_t n)
 {
     m_win.resize(kWindow);
-    drop();
+    m_winLen = 0;
     m_winLen = readAt(m_win.data(), n, start);
     m_winOff = start;
 }

@@ -29,6 +29,24 @@ public:
     // Current length of the file.
     std::uint64_t length();
 
+    // While a Hold lives, the file is taken to change only through this
+    // object: length() skips looking at the file again after its first look.
+    // A composite operation (a section search, say) holds the file for its run.
+    class Hold {
+    public:
+        explicit Hold(FileWindow& f) : m_f(f) { ++m_f.m_held; }
+        ~Hold()
+        {
+            if (--m_f.m_held == 0)
+                m_f.m_fresh = false;
+        }
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+    private:
+        FileWindow& m_f;
+    };
+
     // Offset of the CR of the first CR LF pair that lies wholly at or behind
     // from, or len if there is none. With out, the bytes from `from` up to that
     // offset are appended to it.
@@ -54,12 +72,18 @@ private:
     void load(std::uint64_t start, std::size_t n);
     std::size_t readAt(char* buf, std::size_t n, std::uint64_t off);
     void writeAt(const char* buf, std::size_t n, std::uint64_t off);
-    void drop() { m_winLen = 0; }
+    void drop()
+    {
+        m_winLen = 0;
+        m_fresh = false;
+    }
 
     int m_fd = -1;
     std::vector<char> m_win;
     std::uint64_t m_winOff = 0;
     std::size_t m_winLen = 0;
+    int m_held = 0;
+    bool m_fresh = false; // the stat values below are current (only kept under a Hold)
     // What the file looked like when the window was filled.
     off_t m_statSize = -1;
     ino_t m_statIno = 0;

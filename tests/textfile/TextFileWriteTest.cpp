@@ -154,6 +154,18 @@ TEST_F(WriteFixture, ReadOnlyDirectoryRefusesTheFile)
     std::filesystem::permissions(dir.path() / "ro", std::filesystem::perms::owner_all);
 }
 
+TEST_F(WriteFixture, FailedWriteThrowsAndKeepsTheCursor)
+{
+    if (!std::filesystem::exists("/dev/full"))
+        GTEST_SKIP() << "no /dev/full";
+    ASSERT_EQ(file.OpenForWrite("/dev/full", false, false), 1);
+    EXPECT_THROW(file.AppendLine("x"), TextFileError);
+    EXPECT_EQ(file.GetLineNumber(), 1u);
+    EXPECT_THROW(file.InsertFirstLine("x"), TextFileError);
+    EXPECT_EQ(file.GetLineNumber(), 1u);
+    EXPECT_EQ(file.Close(), 1);
+}
+
 TEST_F(WriteFixture, TruncationNeverAsksTheUser)
 {
     test::ScriptedChooser chooser(dir / "other");
