@@ -186,10 +186,12 @@ TEST_F(UpdateDlgRunTest, AbortWhileTheServerStallsClosesAtOnce)
         ASSERT_NE(it, atClose.end()) << name << " appeared after the close";
         EXPECT_EQ(it->second, content) << name << " changed after the close";
     }
-    for (const auto& [name, content] : atClose)
-        if (!after.count(name))
+    for (const auto& [name, content] : atClose) {
+        if (!after.count(name)) {
             EXPECT_TRUE(name.find("sampler.chm") != std::string::npos && name != "upd_sampler.chm")
                 << name << " vanished after the close";
+        }
+    }
     EXPECT_EQ(product.install.read("upd_sampler.chm"), "help release 1\n");
     EXPECT_FALSE(product.install.exists("Readme.txt"));
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"),
