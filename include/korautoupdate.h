@@ -47,8 +47,18 @@ KAU_API bool UpdateInfo(const char* productKey, const char* applicationPath);
 
 /*
  * Decides from the product's reminder settings whether a check is due and, if
- * so, starts it on a background thread one second later. Returns at once; the
- * check's box appears on the caller's thread while the event loop runs.
+ * so, starts it on a background thread one second later. Returns at once
+ * (it only reads the settings, and writes their defaults on a product's first
+ * use); the check never shows a box when all is current, and its question on
+ * new files appears on the caller's thread while the event loop runs.
+ * Settings: QSettings' INI file $XDG_CONFIG_HOME/Korvane/AutoUpdate.conf
+ * (default ~/.config), group productKey, values Active, Check, Interval and
+ * LastUpdate. The settings group and the server directory are those of the
+ * first call in the process.
+ * Ending: when the Qt application quits, or the library is unloaded (or the
+ * process exits), while the background check runs, its transfer is aborted,
+ * its open box is answered No, and the thread is waited for, about five
+ * seconds at most; a worker still waiting for its start ends at once.
  * Result: true; false only if the background check could not be started.
  */
 KAU_API bool UpdateStartSchedule(const char* productKey, const char* applicationPath);

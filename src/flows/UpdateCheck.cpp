@@ -49,7 +49,7 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
     bool yes = false;
     Outcome outcome = Outcome::Silent;
     try {
-        if (!m_client.Connect("", "", "")) {
+        if (m_clientBusy || !m_client.Connect("", "", "")) {
             failed = true;
         } else {
             if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {

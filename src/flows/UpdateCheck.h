@@ -28,6 +28,10 @@ public:
     Outcome run(std::string productKey, std::string installDir, std::string exeName,
                 bool bQuietIfCurrent);
 
+    // The client serves another flow at the moment: the check doesn't touch
+    // it and takes the road of a connection that failed.
+    void setClientBusy(bool busy) { m_clientBusy = busy; }
+
     // Removes every "upd_" file directly in directory; always true.
     static bool SweepStagedFiles(const std::string& directory);
 
@@ -39,6 +43,7 @@ private:
     CFtpFileClient& m_client;
     std::string m_sweepDirectory;
     std::function<void()> m_onYes;
+    bool m_clientBusy = false;
 };
 
 } // namespace kau

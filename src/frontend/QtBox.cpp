@@ -13,9 +13,18 @@
 namespace kau {
 namespace {
 
-std::mutex g_mutex;
-std::condition_variable g_answered;
-bool g_cancelled = false;
+// Never destroyed: the library's last static destructors still cancel boxes.
+struct WaitState {
+    std::mutex mutex;
+    std::condition_variable answered;
+    bool cancelled = false;
+};
+
+WaitState& waitState()
+{
+    static WaitState* state = new WaitState;
+    return *state;
+}
 
 struct PendingAnswer {
     bool done = false;
@@ -34,28 +43,28 @@ BoxAnswer QtBox::show(const std::string& text, BoxButtons buttons, BoxIcon icon)
 
     auto pending = std::make_shared<PendingAnswer>();
     {
-        std::lock_guard lock(g_mutex);
-        if (g_cancelled)
+        std::lock_guard lock(waitState().mutex);
+        if (waitState().cancelled)
             return carefulAnswer(buttons);
     }
     QMetaObject::invokeMethod(
         app,
         [pending, text, buttons, icon] {
             {
-                std::lock_guard lock(g_mutex);
-                if (g_cancelled)
+                std::lock_guard lock(waitState().mutex);
+                if (waitState().cancelled)
                     return;
             }
             const BoxAnswer answer = showHere(text, buttons, icon);
-            std::lock_guard lock(g_mutex);
+            std::lock_guard lock(waitState().mutex);
             pending->answer = answer;
             pending->done = true;
-            g_answered.notify_all();
+            waitState().answered.notify_all();
         },
         Qt::QueuedConnection);
 
-    std::unique_lock lock(g_mutex);
-    g_answered.wait(lock, [&] { return pending->done || g_cancelled; });
+    std::unique_lock lock(waitState().mutex);
+    waitState().answered.wait(lock, [&] { return pending->done || waitState().cancelled; });
     return pending->done ? pending->answer : carefulAnswer(buttons);
 }
 
@@ -75,9 +84,9 @@ void QtBox::installDefault()
 
 void QtBox::cancelAll()
 {
-    std::lock_guard lock(g_mutex);
-    g_cancelled = true;
-    g_answered.notify_all();
+    std::lock_guard lock(waitState().mutex);
+    waitState().cancelled = true;
+    waitState().answered.notify_all();
 }
 
 BoxAnswer QtBox::showHere(const std::string& text, BoxButtons buttons, BoxIcon icon)

@@ -1,0 +1,13 @@
+#include "korautoupdate.h"
+
+#include "frontend/CReminderSetupDlg.h"
+#include "frontend/ExportFrame.h"
+
+extern "C" KAU_API bool UpdateStartSchedule(const char* productKey, const char* applicationPath)
+{
+    return kau::runExport("UpdateStartSchedule", false, [&] {
+        kau::EnsureReminderDlg(kau::exportArgument(productKey),
+                               kau::exportArgument(applicationPath), false);
+        return kau::g_pReminderDlg->RunStartSchedule();
+    });
+}
