@@ -13,11 +13,20 @@ namespace kau {
 
 namespace {
 
-// The store file, or null when it exists but can't be read as a store.
+// The store, or null when it exists but can't be read as a store. On Linux
+// the path is the one QSettings' native user scope of Korvane/AutoUpdate
+// gives, worked out at each call so that a changed XDG_CONFIG_HOME counts;
+// on Windows that scope is the registry.
 std::unique_ptr<QSettings> openStore()
 {
+#ifdef Q_OS_WIN
+    auto settings = std::make_unique<QSettings>(QSettings::NativeFormat, QSettings::UserScope,
+                                                QStringLiteral("Korvane"),
+                                                QStringLiteral("AutoUpdate"));
+#else
     auto settings = std::make_unique<QSettings>(
         QString::fromStdString(reminder::StoreFilePath()), QSettings::IniFormat);
+#endif
     if (settings->status() != QSettings::NoError)
         return nullptr;
     return settings;
