@@ -35,29 +35,6 @@ std::string crlf(const std::vector<std::string>& lines)
     return text;
 }
 
-// The reminder form of the path rule lower-cases the install directory, so
-// the installation lives below a lower-case path of its own.
-class LowerCaseDir {
-public:
-    LowerCaseDir()
-    {
-        static int counter = 0;
-        m_path = fs::temp_directory_path()
-                 / ("kau-schedule-" + std::to_string(::getpid()) + "-" + std::to_string(++counter));
-        fs::remove_all(m_path);
-        fs::create_directories(m_path);
-    }
-    ~LowerCaseDir()
-    {
-        std::error_code ec;
-        fs::remove_all(m_path, ec);
-    }
-    std::string operator/(const std::string& name) const { return (m_path / name).string(); }
-
-private:
-    fs::path m_path;
-};
-
 class StartScheduleExport : public DialogTest {
 protected:
     void SetUp() override
@@ -86,7 +63,7 @@ protected:
     {
         writeFile(root.path() / kKey / "RelInfoRemote.rel", crlf(lines));
     }
-    std::string program() const { return install / "sampler.exe"; }
+    std::string program() const { return install / "Sampler.exe"; }
     std::string storeText() const { return m_config.read("Korvane/AutoUpdate.conf"); }
 
     std::optional<std::uint32_t> number(const char* name) const
@@ -121,7 +98,7 @@ protected:
     }
 
     TempDir m_config;
-    LowerCaseDir install;
+    TempDir install;
     TempDir root;
     FtpServer server{root.path()};
 
