@@ -9,6 +9,8 @@ std::atomic<FileChooser*> g_chooser{nullptr};
 
 FileChooser* installFileChooser(FileChooser* chooser) { return g_chooser.exchange(chooser); }
 
+FileChooser* installedFileChooser() { return g_chooser.load(); }
+
 std::optional<std::string> chooseFile(const FileChoice& choice)
 {
     if (FileChooser* chooser = g_chooser.load())

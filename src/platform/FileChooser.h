@@ -27,6 +27,7 @@ public:
 // Installs the process-wide chooser (not owned); nullptr restores the default.
 // Returns the chooser that was installed before.
 FileChooser* installFileChooser(FileChooser* chooser);
+FileChooser* installedFileChooser();
 
 std::optional<std::string> chooseFile(const FileChoice& choice);
 
