@@ -2,6 +2,7 @@
 
 #include "CKorAutoUpdateApp.h"
 #include "QtBox.h"
+#include "QtFileChooser.h"
 
 #include <cstdio>
 #include <exception>
@@ -15,6 +16,7 @@ bool runExport(const char* exportName, bool onFailure, const std::function<bool(
     try {
         CKorAutoUpdateApp::ensureQtApplication();
         QtBox::installDefault();
+        QtFileChooser::installDefault();
         return body();
     } catch (const std::exception& e) {
         std::fprintf(stderr, "KorAutoUpdate: %s failed: %s\n", exportName, e.what());

@@ -1,6 +1,6 @@
 #pragma once
-// The frame every export runs in: a Qt application and a box exist, string
-// arguments are copied, and no exception crosses the C boundary.
+// The frame every export runs in: a Qt application, a box and a file dialog
+// exist, string arguments are copied, and no exception crosses the C boundary.
 #include <functional>
 #include <string>
 
