@@ -7,6 +7,9 @@
 #include <thread>
 
 #include <csignal>
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -135,6 +138,42 @@ void FtpServer::refuseCwd(const std::string& dir)
 void FtpServer::dropDownloadAfter(long bytes)
 {
     setSwitch("drop_after", std::to_string(bytes), bytes >= 0);
+}
+
+void FtpServer::dropDownloadOf(const std::string& name, long bytes)
+{
+    setSwitch("drop." + name, std::to_string(bytes), bytes >= 0);
+}
+
+void FtpServer::stallDownloadOf(const std::string& name) { setSwitch("stall." + name, "", true); }
+
+bool FtpServer::waitForStall(std::chrono::milliseconds limit) const
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!std::filesystem::exists(m_control / "stalled")) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+void FtpServer::throttle(long bytesPerSecond)
+{
+    setSwitch("throttle", std::to_string(bytesPerSecond), bytesPerSecond > 0);
+}
+
+int FtpServer::unusedPort()
+{
+    const int s = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ::bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a);
+    socklen_t length = sizeof a;
+    ::getsockname(s, reinterpret_cast<sockaddr*>(&a), &length);
+    ::close(s);
+    return ntohs(a.sin_port);
 }
 
 void FtpServer::stallReplies(int ms) { setSwitch("stall_ms", std::to_string(ms), ms > 0); }

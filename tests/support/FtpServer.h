@@ -30,6 +30,10 @@ public:
     void refuseLogin(bool on);
     void refuseCwd(const std::string& dir);   // adds dir (relative to the root); "" clears all
     void dropDownloadAfter(long bytes);       // < 0: no more drops
+    void dropDownloadOf(const std::string& name, long bytes); // only this file; < 0: off
+    void stallDownloadOf(const std::string& name);            // RETR of this file never answered
+    bool waitForStall(std::chrono::milliseconds limit) const; // a stalled RETR has come
+    void throttle(long bytesPerSecond);       // downloads no faster; 0: off
     void stallReplies(int ms);                // every reply this late; 0: off
     void stallDownloads(bool on);             // RETR is never answered
     void garbageOn(const std::string& cmd);   // "" off
@@ -40,6 +44,9 @@ public:
     int loginCount() const;                   // number of USER commands
     // Waits (bounded) until a command starting with prefix was received.
     bool waitForCommand(const std::string& prefix, std::chrono::milliseconds limit) const;
+
+    // A port on 127.0.0.1 where nothing listens.
+    static int unusedPort();
 
 private:
     void setSwitch(const std::string& name, const std::string& content, bool on);

@@ -8,8 +8,12 @@ change them:
   refuse_login   (exists)      every logon is refused (530)
   refuse_cwd     (lines)       CWD into one of these directories answers 550
   drop_after     (number)      a download's data connection is closed after n bytes
+  drop.NAME      (number)      the same for the downloads of the file NAME only
+  throttle       (number)      downloads send at most n bytes a second
   stall_ms       (number)      every reply is held back this long
   stall_retr     (exists)      RETR is never answered
+  stall.NAME     (exists)      RETR of the file NAME is never answered; the
+                               server then puts down the file DIR/stalled
   garbage_on     (command)     this command gets a line that is no FTP reply
   close_on       (command)     this command makes the server hang up
 
@@ -20,7 +24,7 @@ import os
 import sys
 
 from pyftpdlib.authorizers import AuthenticationFailed, DummyAuthorizer
-from pyftpdlib.handlers import DTPHandler, FTPHandler
+from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler
 from pyftpdlib.servers import FTPServer
 
 CONTROL = None
@@ -51,23 +55,26 @@ class Authorizer(DummyAuthorizer):
         DummyAuthorizer.validate_authentication(self, username, password, handler)
 
 
-class DroppingDTP(DTPHandler):
-    def use_sendfile(self):
-        return False  # send() below must see every byte
+class DroppingDTP(ThrottledDTPHandler):
+    """Sends at most throttle bytes a second, and hangs up after drop_after
+    (or drop.NAME) bytes of a download."""
 
     def __init__(self, sock, cmd_channel):
-        DTPHandler.__init__(self, sock, cmd_channel)
-        self._limit = number("drop_after")
+        self.write_limit = number("throttle") or 0
+        ThrottledDTPHandler.__init__(self, sock, cmd_channel)
+        self._limit = False  # not known before the first send: RETR comes after EPRT
         self._sent = 0
 
     def send(self, data):
+        if self._limit is False:
+            self._limit = self.cmd_channel.drop_limit
         if self._limit is None:
-            return DTPHandler.send(self, data)
+            return ThrottledDTPHandler.send(self, data)
         remaining = self._limit - self._sent
         if remaining <= 0:
             self.handle_close()
             return 0
-        n = DTPHandler.send(self, data[:remaining])
+        n = ThrottledDTPHandler.send(self, data[:remaining])
         self._sent += n
         if self._sent >= self._limit:
             self.handle_close()
@@ -76,6 +83,7 @@ class DroppingDTP(DTPHandler):
 
 class Handler(FTPHandler):
     dtp_handler = DroppingDTP
+    drop_limit = None
     auth_failed_timeout = 0
     use_sendfile = False
 
@@ -91,8 +99,14 @@ class Handler(FTPHandler):
         if close and close == cmd:
             self.close()
             return
-        if cmd == "RETR" and switch("stall_retr") is not None:
-            return
+        if cmd == "RETR":
+            name = os.path.basename(arg or "")
+            if switch("stall_retr") is not None or switch("stall." + name) is not None:
+                if CONTROL is not None:
+                    open(os.path.join(CONTROL, "stalled"), "w").close()
+                return
+            each = number("drop." + name)
+            self.drop_limit = each if each is not None else number("drop_after")
         delay = number("stall_ms")
         if delay:
             def later():
