@@ -8,13 +8,6 @@
 namespace kau {
 namespace {
 
-std::string currentDirectory()
-{
-    std::error_code ec;
-    std::string dir = std::filesystem::current_path(ec).string();
-    return ec ? std::string(".") : dir;
-}
-
 std::string lower(std::string s)
 {
     std::transform(s.begin(), s.end(), s.begin(),
@@ -45,7 +38,7 @@ ApplicationPath finish(ApplicationPath result)
 {
     trimLeft(result.exeName);
     if (result.installDir.empty())
-        result.installDir = currentDirectory();
+        result.installDir = ApplicationPath::orCurrentDirectory({});
     return result;
 }
 
@@ -76,6 +69,15 @@ ApplicationPath ApplicationPath::reminder(const std::string& applicationPath)
 ApplicationPath ApplicationPath::restore(const std::string& applicationPath)
 {
     return finish(splitProgram(applicationPath));
+}
+
+std::string ApplicationPath::orCurrentDirectory(const std::string& dir)
+{
+    if (!dir.empty())
+        return dir;
+    std::error_code ec;
+    std::string cwd = std::filesystem::current_path(ec).string();
+    return ec ? std::string(".") : cwd;
 }
 
 } // namespace kau

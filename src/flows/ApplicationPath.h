@@ -15,6 +15,10 @@ struct ApplicationPath {
     static ApplicationPath reminder(const std::string& applicationPath);
     // Restore run: always a program path; the directory is what stands before the last "/".
     static ApplicationPath restore(const std::string& applicationPath);
+
+    // dir, or the process's current directory when dir is empty ("." if even
+    // that can't be read).
+    static std::string orCurrentDirectory(const std::string& dir);
 };
 
 } // namespace kau

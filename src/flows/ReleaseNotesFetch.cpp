@@ -1,5 +1,7 @@
 #include "ReleaseNotesFetch.h"
 
+#include "ApplicationPath.h"
+
 #include "server/CFtpFileClient.h"
 
 #include <filesystem>
@@ -8,20 +10,13 @@
 namespace kau {
 namespace {
 
-std::string currentDirectory()
-{
-    std::error_code ec;
-    std::string cwd = std::filesystem::current_path(ec).string();
-    return ec ? std::string(".") : cwd;
-}
-
 bool fetchAndShow(CFtpFileClient& client, const std::string& productKey, std::string installDir,
                   const std::function<void(const std::string&)>& show)
 {
     if (!client.ChangeDirectory(productKey) || !client.FindFile(kReleaseNotesPage))
         return false;
     if (installDir.empty())
-        installDir = currentDirectory();
+        installDir = ApplicationPath::orCurrentDirectory({});
     if (!client.DownloadFile(kReleaseNotesPage, installDir))
         return false;
     if (show) {

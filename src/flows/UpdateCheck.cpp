@@ -1,5 +1,7 @@
 #include "UpdateCheck.h"
 
+#include "ApplicationPath.h"
+
 #include "catalogue/RevisionFile.h"
 #include "catalogue/ReleaseComparison.h"
 #include "catalogue/RevisionList.h"
@@ -21,15 +23,6 @@ constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
 constexpr const char* kNoConnection =
     "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!";
 
-std::string orCurrentDirectory(const std::string& dir)
-{
-    if (!dir.empty())
-        return dir;
-    std::error_code ec;
-    std::string cwd = std::filesystem::current_path(ec).string();
-    return ec ? std::string(".") : cwd;
-}
-
 } // namespace
 
 UpdateCheck::UpdateCheck(CFtpFileClient& client, std::string sweepDirectory,
@@ -42,8 +35,8 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
                                       std::string exeName, bool bQuietIfCurrent)
 {
     exeName.erase(0, exeName.find_first_not_of(" \t\r\n\v\f")); // kept for symmetry; unused
-    SweepStagedFiles(orCurrentDirectory(m_sweepDirectory));
-    installDir = orCurrentDirectory(installDir);
+    SweepStagedFiles(ApplicationPath::orCurrentDirectory(m_sweepDirectory));
+    installDir = ApplicationPath::orCurrentDirectory(installDir);
 
     bool failed = false;
     bool yes = false;

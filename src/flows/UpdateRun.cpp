@@ -1,5 +1,7 @@
 #include "UpdateRun.h"
 
+#include "ApplicationPath.h"
+
 #include "RunLog.h"
 #include "RunProgress.h"
 #include "catalogue/LocalRevisionUpdate.h"
@@ -17,15 +19,6 @@
 
 namespace kau {
 namespace {
-
-std::string orCurrentDirectory(const std::string& dir)
-{
-    if (!dir.empty())
-        return dir;
-    std::error_code ec;
-    const std::string cwd = std::filesystem::current_path(ec).string();
-    return ec ? std::string(".") : cwd;
-}
 
 // A file that replaces an installed one keeps its permissions, so that a
 // new version of a program can be started like the old one.
@@ -71,7 +64,7 @@ std::string UpdateRun::DateStamp()
 UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::string& installDirectory,
                                  bool allFiles)
 {
-    const std::string installDir = orCurrentDirectory(installDirectory);
+    const std::string installDir = ApplicationPath::orCurrentDirectory(installDirectory);
     const std::string remoteRevisions = LocalPath(installDir, kRemoteRevisionFile);
     const std::string localRevisions = LocalPath(installDir, kLocalRevisionFile);
     Result result;
