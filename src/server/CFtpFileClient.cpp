@@ -262,6 +262,20 @@ std::string CFtpFileClient::urlOf(const std::string& serverPath) const
     return url;
 }
 
+std::string CFtpFileClient::requestUrlOf(const std::string& serverPath) const
+{
+    // Spelt from the server's root: libcurl then changes into the directory
+    // with one CWD, where a path relative to the logon directory would first
+    // take it back there on the reused connection.
+    if (m_strEntryPath.empty() || m_strEntryPath[0] != '/')
+        return urlOf(serverPath);
+    std::string entry = m_strEntryPath.substr(1);
+    if (!entry.empty() && entry.back() != '/')
+        entry += '/';
+    const std::string relative = urlOf(serverPath).substr(urlOf("").size());
+    return urlOf("") + "%2F" + urlOf(entry).substr(urlOf("").size()) + relative;
+}
+
 std::string CFtpFileClient::lastError(int code) const
 {
     // The buffer can hold stale text after a success: read only after a failure.
@@ -301,6 +315,9 @@ bool CFtpFileClient::Connect(std::string server, std::string user, std::string p
         return false;
     }
     m_strCurrentUrl = urlOf("");
+    const char* entry = nullptr;
+    curl_easy_getinfo(easy(m_pSession), CURLINFO_FTP_ENTRY_PATH, &entry);
+    m_strEntryPath = entry ? entry : "";
     m_bConnected = true;
     return true;
 }
@@ -352,7 +369,7 @@ bool CFtpFileClient::ChangeDirectory(std::string directory)
     const std::string target =
         joined(components((absolute ? std::string() : m_strDirectory) + "/" + directory));
     resetRequest();
-    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(target).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, requestUrlOf(target).c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_NOBODY, 1L);
     const bool changed = perform() == CURLE_OK;
     if (changed)
@@ -374,13 +391,17 @@ bool CFtpFileClient::FindFile(std::string name)
         pattern = path.substr(slash + 1);
     }
     std::string listing;
-    resetRequest();
-    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(m_strDirectory + dir).c_str());
-    curl_easy_setopt(easy(m_pSession), CURLOPT_DIRLISTONLY, 1L);
-    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, &listing);
     m_aFound.clear();
     m_nFoundPos = 0;
-    if (!pattern.empty() && perform() == CURLE_OK) {
+    // A plain name is asked for on the control connection (one MLST); a
+    // pattern, or a server without MLST, takes a listing.
+    const int plain = pattern.empty() || pattern.find_first_of("*?[\\") != std::string::npos
+                          ? -1
+                          : findPlainName(dir, pattern);
+    if (plain >= 0) {
+        if (plain == 1)
+            m_aFound.push_back(dir + pattern);
+    } else if (!pattern.empty() && listDirectory(dir, listing)) {
         size_t start = 0;
         while (start < listing.size()) {
             size_t end = listing.find('\n', start);
@@ -400,6 +421,38 @@ bool CFtpFileClient::FindFile(std::string name)
     if (m_bFindActive)
         m_strLastFind = name;
     return m_bFindActive;
+}
+
+int CFtpFileClient::findPlainName(const std::string& dir, const std::string& name)
+{
+    if (name.find_first_of("\r\n") != std::string::npos)
+        return 0; // no file has such a name, and it must not reach the control connection
+    resetRequest();
+    curl_slist* command = curl_slist_append(nullptr, ("MLST " + name).c_str());
+    if (!command)
+        return -1;
+    CURL* h = easy(m_pSession);
+    curl_easy_setopt(h, CURLOPT_URL, requestUrlOf(m_strDirectory + dir).c_str());
+    curl_easy_setopt(h, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(h, CURLOPT_POSTQUOTE, command);
+    const int code = perform();
+    curl_easy_setopt(h, CURLOPT_POSTQUOTE, nullptr);
+    curl_slist_free_all(command);
+    if (code == CURLE_OK)
+        return 1;
+    long reply = 0;
+    curl_easy_getinfo(h, CURLINFO_RESPONSE_CODE, &reply);
+    // 500-504: the server doesn't know MLST (or its arguments); 550: no such entry.
+    return code == CURLE_QUOTE_ERROR && reply >= 500 && reply <= 504 ? -1 : 0;
+}
+
+bool CFtpFileClient::listDirectory(const std::string& dir, std::string& listing)
+{
+    resetRequest();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, requestUrlOf(m_strDirectory + dir).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_DIRLISTONLY, 1L);
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, &listing);
+    return perform() == CURLE_OK;
 }
 
 std::string CFtpFileClient::NextFoundFile()
@@ -446,7 +499,7 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
     ::fchmod(m_fd, ::stat(localPath.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644);
 
     resetRequest();
-    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(m_strDirectory + remote).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, requestUrlOf(m_strDirectory + remote).c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToFd);
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, this);
     m_bDownloading = true;
@@ -475,7 +528,7 @@ bool CFtpFileClient::UploadFile(std::string localPath)
     if (m_fd < 0)
         return false;
     resetRequest();
-    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf(m_strDirectory + bare).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, requestUrlOf(m_strDirectory + bare).c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_UPLOAD, 1L);
     const int code = perform();
     ::close(m_fd);

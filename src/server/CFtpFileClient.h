@@ -58,7 +58,11 @@ private:
     void applyOptions();
     void resetRequest();
     int perform(); // a CURLcode
+    // FindFile's two ways: 1 found, 0 not there, -1 the server can't say.
+    int findPlainName(const std::string& dir, const std::string& name);
+    bool listDirectory(const std::string& dir, std::string& listing);
     std::string urlOf(const std::string& serverPath) const;
+    std::string requestUrlOf(const std::string& serverPath) const; // the same, from the root
     std::string lastError(int code) const;
 
     bool m_bConnected = false;
@@ -70,6 +74,7 @@ private:
     std::string m_strCurrentUrl;
     std::string m_strLastFind;
     std::string m_strDirectory; // relative to the logon directory, "" or "dir/sub/"
+    std::string m_strEntryPath; // the logon directory as the server named it ("/home/x")
     std::vector<std::string> m_aFound;
     size_t m_nFoundPos = 0;
 
