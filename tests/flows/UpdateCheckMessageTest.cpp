@@ -4,34 +4,23 @@
 
 using kau::UpdateCheck;
 
-namespace {
-const std::string kHead = " Message from: <KorAutoUpdate>-Tool  V 3.0.0\n"
-                          "----------------------------------------------------------\n\n";
-const std::string kTail = "\n----------------------------------------------------------\n\n"
-                          " Click <yes> to see the KORVANE update notes \n"
-                          " and to start the installation procedure ...";
-} // namespace
-
-TEST(UpdateCheckMessage, UpToDate)
+TEST(UpdateCheckMessage, UpToDateTenFilesListedAndMoreSummarised)
 {
+    const std::string line = std::string(58, '-');
+    const std::string head = " Message from: <KorAutoUpdate>-Tool  V 3.0.0\n" + line + "\n\n";
+    const std::string tail = "\n" + line + "\n\n Click <yes> to see the KORVANE update notes \n"
+                             " and to start the installation procedure ...";
     EXPECT_EQ(UpdateCheck::composeMessage(false, {}, {}),
-              kHead + " Your programm is working with the latest version!\n\n" + kTail);
-}
-
-TEST(UpdateCheckMessage, TenFilesAreListedAndMoreAreSummarised)
-{
+              head + " Your programm is working with the latest version!\n\n" + tail);
     std::vector<std::string> names, versions;
-    std::string ten;
+    std::string ten = " There are some newer files on the server:\n\n";
     for (int i = 0; i < 11; ++i) {
         names.push_back("f" + std::to_string(i));
         versions.push_back("1.00.0" + std::to_string(i % 10));
-        if (i < 10)
-            ten += "   " + versions.back() + "\t\t->> " + names.back() + " \n";
+        ten += i < 10 ? "   " + versions.back() + "\t\t->> " + names.back() + " \n" : "";
     }
-    const std::string listHead = " There are some newer files on the server:\n\n";
-    EXPECT_EQ(UpdateCheck::composeMessage(true, names, versions),
-              kHead + listHead + ten + " ... and more ... \n" + kTail);
+    EXPECT_EQ(UpdateCheck::composeMessage(true, names, versions), head + ten + " ... and more ... \n" + tail);
     names.pop_back();
     versions.pop_back();
-    EXPECT_EQ(UpdateCheck::composeMessage(true, names, versions), kHead + listHead + ten + kTail);
+    EXPECT_EQ(UpdateCheck::composeMessage(true, names, versions), head + ten + tail);
 }
