@@ -1,112 +1,76 @@
 #pragma once
-// Helpers for the tests of the progress dialog: a Qt application, the host's
-// event loop, and acting on a dialog once a condition holds (with a bound).
+// Front-end test helpers: a Qt application, the host's event loop, acting on or waiting for a condition.
 #include "frontend/CKorAutoUpdateApp.h"
 #include "support/ScriptedBox.h"
 #include "support/TempDir.h"
 
 #include <QApplication>
-#include <QDialog>
 #include <QTimer>
-#include <QWidget>
-
-#include <gtest/gtest.h>
-
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <functional>
+#include <gtest/gtest.h>
 #include <thread>
-#include <unistd.h>
 
 namespace kau::test {
 
-class DialogTest : public ::testing::Test {
-protected:
+struct DialogTest : ::testing::Test {
     void SetUp() override
     {
         CKorAutoUpdateApp::ensureQtApplication();
-        // Only a quit request may end the loop, not the last dialog closing.
-        QApplication::setQuitOnLastWindowClosed(false);
+        QApplication::setQuitOnLastWindowClosed(false); // only a quit request ends the loop
     }
 };
 
-// Runs body inside the host's event loop, as a host that has loaded the
-// library does. Without quitExpected the loop ends when body returns. With
-// it, the loop must be ended by a quit request within a bound; endedByQuit
-// tells whether it was.
+// Runs body inside the host's event loop, as a host that has loaded the library does. The loop ends
+// when body returns, or with endedByQuit, by a quit request within a bound (endedByQuit: whether it did).
 inline void runInAppLoop(const std::function<void()>& body, bool* endedByQuit = nullptr)
 {
-    const bool quitExpected = endedByQuit != nullptr;
-    bool timedOut = false;
     QTimer bound;
     bound.setSingleShot(true);
-    QObject::connect(&bound, &QTimer::timeout, qApp, [&] {
-        timedOut = true;
-        QCoreApplication::exit(1);
-    });
+    QObject::connect(&bound, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
     QTimer::singleShot(0, qApp, [&] {
         body();
-        if (quitExpected)
+        if (endedByQuit)
             bound.start(10000);
         else
             QCoreApplication::exit(0);
     });
-    QApplication::exec();
-    bound.stop();
+    const int code = QApplication::exec();
     if (endedByQuit)
-        *endedByQuit = !timedOut;
-    // Leftovers of this test must not reach the next one.
-    QCoreApplication::processEvents();
+        *endedByQuit = code == 0 && bound.isActive();
+    bound.stop();
+    QCoreApplication::processEvents(); // leftovers of this test must not reach the next one
     QCoreApplication::sendPostedEvents();
 }
 
-// Calls action on the GUI thread once cond holds. If it does not hold within
-// limit, the test fails and every loop ends, so that nothing hangs.
+// Calls action on the GUI thread once cond holds. If it does not hold within limit, the test
+// fails and every loop ends, so that nothing hangs.
 inline void onceTrue(std::function<bool()> cond, std::function<void()> action,
                      std::chrono::milliseconds limit = std::chrono::seconds(20))
 {
     auto* timer = new QTimer(qApp);
     const auto deadline = std::chrono::steady_clock::now() + limit;
-    timer->setInterval(2);
-    QObject::connect(timer, &QTimer::timeout, qApp,
-                     [timer, deadline, cond = std::move(cond), action = std::move(action)] {
-                         if (cond()) {
-                             timer->stop();
-                             timer->deleteLater();
-                             action();
-                         } else if (std::chrono::steady_clock::now() > deadline) {
-                             timer->stop();
-                             timer->deleteLater();
-                             ADD_FAILURE() << "condition not reached in time";
-                             QCoreApplication::exit(1);
-                         }
-                     });
-    timer->start();
+    QObject::connect(timer, &QTimer::timeout, qApp, [timer, deadline, cond = std::move(cond), action = std::move(action)] {
+        const bool reached = cond();
+        if (!reached && std::chrono::steady_clock::now() <= deadline)
+            return;
+        timer->stop();
+        timer->deleteLater();
+        if (reached)
+            return action();
+        ADD_FAILURE() << "condition not reached in time";
+        QCoreApplication::exit(1);
+    });
+    timer->start(2);
 }
 
-inline void atShown(QWidget& widget, std::function<void()> action)
-{
-    onceTrue([&widget] { return widget.isVisible(); }, std::move(action));
-}
-
-inline void writeExecutable(const std::string& path, const std::string& text)
-{
-    writeFile(path, text);
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-}
-
-// Waits for a file that appears under its name only when complete.
-inline bool waitForFile(const std::string& path,
-                        std::chrono::milliseconds limit = std::chrono::seconds(10))
+// Waits on this thread until cond holds, at most limit; true if it did.
+inline bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds limit = std::chrono::seconds(20))
 {
     const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!std::filesystem::exists(path)) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        ::usleep(2000);
-    }
-    return true;
+    while (!cond() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    return cond();
 }
 
 } // namespace kau::test
