@@ -1,317 +1,323 @@
-// korautoupdate run as a child process against the real FTP server.
-#include "ChildProcess.h"
-#include "FtpServerProcess.h"
-#include "SampleProduct.h"
+// korautoupdate run as a child process against the real FTP server, and the
+// release notes fetch it uses, driven directly with the real client.
+#include "flows/ReleaseNotesFetch.h"
+#include "server/CFtpFileClient.h"
+#include "support/FtpServer.h"
+#include "support/ScriptedBox.h"
 #include "support/TempDir.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
-#include <regex>
+#include <functional>
 
-#include <signal.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+using namespace kau;
 using namespace kau::test;
+using namespace ::testing;
 namespace fs = std::filesystem;
 
 namespace {
 
-const std::string kDashes(58, '-');
+struct Result {
+    int status; // 128 + n for death by signal n; 137 (SIGKILL) when out of time
+    std::string out, err;
+};
 
-const std::string kNewFilesBox =
+// Runs the command to its end, stdin /dev/null, stderr a pseudo terminal when
+// asked; whileRunning gets its pid every few milliseconds meanwhile.
+Result korautoupdate(std::vector<std::string> args, bool terminal = false,
+                     const std::function<void(pid_t)>& whileRunning = [](pid_t) {})
+{
+    args.insert(args.begin(), KAU_CLI_BINARY);
+    std::vector<char*> argv;
+    for (auto& a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    int out[2], err[2];
+    const int pty = terminal ? ::openpty(err, err + 1, nullptr, nullptr, nullptr) : ::pipe(err);
+    if (::pipe(out) != 0 || pty != 0)
+        throw std::runtime_error("no pipe");
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::signal(SIGINT, SIG_DFL); // a shell may have started the tests with it ignored
+        ::dup2(::open("/dev/null", O_RDONLY), 0);
+        ::dup2(out[1], 1);
+        ::dup2(err[1], 2);
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    ::close(out[1]);
+    ::close(err[1]);
+    if (pid < 0)
+        throw std::runtime_error("no fork");
+    int raw = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (::waitpid(pid, &raw, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline)
+            ::kill(pid, SIGKILL);
+        whileRunning(pid);
+        ::poll(nullptr, 0, 5);
+    }
+    // The output is small enough to wait in the pipe (or terminal) until the end.
+    Result r{WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw), {}, {}};
+    for (const auto& [fd, into] : {std::pair{out[0], &r.out}, {err[0], &r.err}}) {
+        char buffer[4096];
+        for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+            into->append(buffer, static_cast<size_t>(n));
+        ::close(fd);
+    }
+    return r;
+}
+
+const std::string kDashes(58, '-');
+const std::string kNewFiles =
     " Message from: <KorAutoUpdate>-Tool  V 3.0.0\n" + kDashes + "\n\n"
-    " There are some newer files on the server:\n\n"
-    "   3.10.02\t\t->> Sampler.exe \n"
-    "   1.04.00\t\t->> sampler.chm \n"
-    "   \t\t->> Readme.txt \n"
-    "\n" + kDashes + "\n\n"
+    " There are some newer files on the server:\n\n   3.10.02\t\t->> Sampler.exe \n"
+    "   1.04.00\t\t->> sampler.chm \n   \t\t->> Readme.txt \n\n" + kDashes + "\n\n"
     " Click <yes> to see the KORVANE update notes \n"
     " and to start the installation procedure ...\n";
+const std::string kUpdateLog =
+    "... Preparing download from server!\n... connect to the KORVANE server\n"
+    "... set path (Sampler)\n... check remote revision file\n... check local revision file\n"
+    "... compare new files\n---- start transfer ----\n  ok!    Sampler.exe\n"
+    "  ok!    sampler.chm\n  ok!    Readme.txt\n---- end transfer ----\n"
+    "... update local revision file\n  ok!  updated local revision file\n"
+    "   \n  End of download procedure!! \n";
+const std::string kNoConnection =
+    "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!\n\n";
 
-const std::string kUpdateLog = "... Preparing download from server!\n"
-                               "... connect to the KORVANE server\n"
-                               "... set path (Sampler)\n"
-                               "... check remote revision file\n"
-                               "... check local revision file\n"
-                               "... compare new files\n"
-                               "---- start transfer ----\n"
-                               "  ok!    Sampler.exe\n"
-                               "  ok!    sampler.chm\n"
-                               "  ok!    Readme.txt\n"
-                               "---- end transfer ----\n"
-                               "... update local revision file\n"
-                               "  ok!  updated local revision file\n"
-                               "   \n"
-                               "  End of download procedure!! \n";
-
-const std::string kEndQuestion = " End of software update!\n" + kDashes + "\n\n"
-                                 " Do you want to start the new released programm ?\n\n"
-                                 " Press <yes> to start Sampler.exe\n\n";
-
-class Korautoupdate : public ::testing::Test {
+// Release 1 installed in dir/install, release 2 on the server in dir/Sampler.
+class SampleProduct : public ::testing::Test {
 protected:
-    Korautoupdate() : product(dir) {}
-
-    // Runs the command with the test server as its built-in account.
-    RunResult run(std::vector<std::string> args, int port = -1)
+    SampleProduct()
     {
-        args.insert(args.begin(), KAU_CLI_BINARY);
-        return runProgram(args, environment(port));
+        dir.write("install/Sampler.exe", "Sampler release 1\n");
+        dir.write("install/sampler.chm", "help release 1\n");
+        dir.write("install/Plugins/Filter.dll", "filter\n");
+        dir.write("install/RelInfoLocal.rel", "Sampler.exe; 3.10.01\r\nPlugins\\Filter.dll; "
+                                              "2.00.07\r\nsampler.chm; 1.03.00\r\n");
+        dir.write("Sampler/Sampler.exe", "Sampler release 2\n");
+        dir.write("Sampler/sampler.chm", "help release 2\n");
+        dir.write("Sampler/Plugins/Filter.dll", "filter\n");
+        dir.write("Sampler/Readme.txt", "read me\n");
+        dir.write("Sampler/RelInfoRemote.rel",
+                  "; files of Sampler\r\n\r\nSampler.exe; 3.10.02\r\nsampler.chm;1.04.00;help\r\n"
+                  "Plugins\\Filter.dll  ;  2.00.07 ;\r\nReadme.txt");
+        dir.write("Sampler/LatestUpdate.html",
+                  "<!DOCTYPE html><html><head><title>Sampler &amp; Co</title><style>p {color: red}"
+                  "</style><script>a = '<p>';</script></head>\n<body><h1>Release   3.10.02</h1>\n"
+                  "<p>Fixes:<br>one &lt;two&gt;&nbsp;three</p><ul><li>Filter.dll</li>\n<li>help "
+                  "&#8211; &#x41;</li></ul><!-- <p>hidden</p> --><p>Bye</p></body></html>");
     }
 
-    std::map<std::string, std::string> environment(int port = -1)
+    // The command on the sample product: sampler({"check", "--yes"}).
+    Result sampler(std::vector<std::string> args, bool terminal = false,
+                   const std::function<void(pid_t)>& whileRunning = [](pid_t) {})
     {
-        ensureServer();
-        return {{"KORAUTOUPDATE_FTP_SERVER",
-                 "127.0.0.1:" + std::to_string(port < 0 ? server->port() : port)},
-                {"KORAUTOUPDATE_FTP_USER", kFtpUser},
-                {"KORAUTOUPDATE_FTP_PASSWORD", kFtpPassword}};
+        args.insert(args.end(), {"--product", "Sampler", "--app=" + app});
+        return korautoupdate(args, terminal, whileRunning);
     }
 
-    void ensureServer(int throttle = 0)
-    {
-        if (!server)
-            server = std::make_unique<FtpServerProcess>(product.serverRoot, kFtpUser,
-                                                        kFtpPassword, throttle);
-    }
-
-    std::vector<std::string> restoreDirectories() const
-    {
-        std::vector<std::string> names;
-        for (const auto& e : fs::directory_iterator(product.installDir))
-            if (e.is_directory() && e.path().filename().string().rfind("20", 0) == 0)
-                names.push_back(e.path().filename().string());
-        return names;
-    }
-
-    TempDir dir;
-    SampleProduct product;
-    std::unique_ptr<FtpServerProcess> server;
+    kau::test::TempDir dir;
+    const std::string install = dir / "install", app = dir / "install/Sampler.exe";
+    FtpServer server{dir.path()};
 };
 
 } // namespace
 
-TEST_F(Korautoupdate, CheckListsTheNewFilesAndExits100WithoutTouchingTheInstallation)
+TEST_F(SampleProduct, CheckListsTheNewFilesExits100AndShowsTheNotesAsTextOnYes)
 {
-    const std::string before = dir.read("install/RelInfoLocal.rel");
-    const RunResult r = run({"check", "--product", "Sampler", "--app", product.program, "--no"});
+    const std::string local = dir.read("install/RelInfoLocal.rel");
+    Result r = sampler({"check", "--no"});
     EXPECT_EQ(r.status, 100) << r.err;
-    EXPECT_EQ(r.out, kNewFilesBox + "[yes/no] no\n\n");
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] no\n\n");
     EXPECT_EQ(r.err, "");
-    EXPECT_EQ(dir.read("install/RelInfoLocal.rel"), before);
+    EXPECT_EQ(dir.read("install/RelInfoLocal.rel"), local);
     EXPECT_FALSE(dir.exists("install/LatestUpdate.html"));
-    EXPECT_TRUE(dir.exists("install/RelInfoRemote.rel")); // as the check leaves it
-}
 
-TEST_F(Korautoupdate, CheckWithYesFetchesTheNotesIntoTheInstallDirectoryAndPrintsThemAsText)
-{
-    const RunResult r = run({"check", "--product", "Sampler", "--app", product.installDir, "--yes"});
+    r = korautoupdate({"check", "--product", "Sampler", "--app", install, "--yes"});
     EXPECT_EQ(r.status, 100) << r.err;
-    EXPECT_EQ(r.out, kNewFilesBox + "[yes/no] yes\n\n" + "Release notes (" + product.installDir
-                         + "/LatestUpdate.html):\n\n"
-                           "Sampler 3.10.02\n\nNew in this release:\n\n- faster & smaller\n"
-                           "- new help\n");
-    EXPECT_EQ(dir.read("install/LatestUpdate.html"), dir.read("server/Sampler/LatestUpdate.html"));
-}
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] yes\n\nRelease notes (" + install + "/LatestUpdate.html)"
+                         ":\n\nSampler & Co\n\nRelease 3.10.02\n\nFixes:\none <two> three\n\n"
+                         "- Filter.dll\n- help \xE2\x80\x93 A\n\nBye\n");
+    EXPECT_EQ(dir.read("install/LatestUpdate.html"), dir.read("Sampler/LatestUpdate.html"));
 
-TEST_F(Korautoupdate, CheckWithYesAndNoPageOnTheServerSaysSoOnStderr)
-{
-    fs::remove(product.productDir + "/LatestUpdate.html");
-    const RunResult r = run({"check", "--product", "Sampler", "--app", product.program, "--yes"});
+    fs::remove(dir / "Sampler/LatestUpdate.html");
+    r = sampler({"check", "--yes"});
     EXPECT_EQ(r.status, 100);
-    EXPECT_EQ(r.out, kNewFilesBox + "[yes/no] yes\n\n");
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] yes\n\n");
     EXPECT_EQ(r.err, "korautoupdate: the release notes could not be fetched\n");
 }
 
-TEST_F(Korautoupdate, CheckOfAnInstallationThatIsUpToDateExits0)
+TEST_F(SampleProduct, CheckExits1WhenTheServerIsNotUsableAndOptionsReplaceTheAccount)
 {
-    dir.write("install/RelInfoLocal.rel", dir.read("server/Sampler/RelInfoRemote.rel"));
-    const RunResult r = run({"check", "--product", "Sampler", "--app", product.program});
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find(" Your programm is working with the latest version!\n"), std::string::npos);
-    EXPECT_NE(r.out.find("[yes/no] no\n"), std::string::npos); // stdin is no terminal
-}
-
-TEST_F(Korautoupdate, CheckExits1WhenTheServerIsNotUsable)
-{
-    // An unknown product: the logon works, the directory does not.
-    RunResult r = run({"check", "--product", "Nothing", "--app", product.program});
+    Result r = korautoupdate({"check", "--product", "Nothing", "--app", app});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out, "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!\n\n");
+    EXPECT_EQ(r.out, kNoConnection);
 
-    // A wrong password given on the command line beats the environment.
-    r = run({"check", "--product", "Sampler", "--app", product.program, "--password", "wrong"});
+    r = sampler({"check", "--password", "wrong"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out.rfind("Connection to the KORVANE server failed.\n", 0), 0u) << r.out;
-    EXPECT_NE(r.out.find("FTP Server: <127.0.0.1:" + std::to_string(server->port()) + ">"),
-              std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("No connection to the KORVANE ftp server!"), std::string::npos);
+    EXPECT_THAT(r.out, StartsWith("Connection to the KORVANE server failed.\n"));
+    EXPECT_THAT(r.out, HasSubstr("FTP Server: <" + server.address() + ">\n"));
 
     // The revision file can't be put down: the install directory's parent is missing.
-    r = run({"check", "--product", "Sampler", "--app", dir / "no/such/"});
+    r = korautoupdate({"check", "--product", "Sampler", "--app", dir / "no/such/"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out, ""); // the check itself ends without a word here
+    EXPECT_EQ(r.out, "");
     EXPECT_EQ(r.err, "korautoupdate: the remote revision file could not be fetched or read\n");
 
-    // No revision file in the product directory.
-    fs::remove(product.productDir + "/RelInfoRemote.rel");
-    r = run({"check", "--product", "Sampler", "--app", product.program});
+    // A wrong built-in account (the server puts the environment back when it goes).
+    const std::string nowhere = "127.0.0.1:" + std::to_string(FtpServer::unusedPort());
+    ::setenv("KORAUTOUPDATE_FTP_SERVER", nowhere.c_str(), 1);
+    ::setenv("KORAUTOUPDATE_FTP_USER", "nobody", 1);
+    fs::remove(dir / "Sampler/RelInfoRemote.rel");
+    r = sampler({"check", "--server", server.address(), "--user=" + server.user(), "--password",
+                 server.password()});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out, "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!\n\n");
+    EXPECT_EQ(r.out, kNoConnection); // logged on, but there is no revision file
 }
 
-TEST_F(Korautoupdate, ServerOptionsReplaceTheBuiltInAccount)
+TEST_F(SampleProduct, UpdatePrintsTheLogAtTheEndKeepsTheOldFilesAndBarsATerminal)
 {
-    ensureServer();
-    const RunResult r = runProgram(
-        {KAU_CLI_BINARY, "check", "--product", "Sampler", "--app", product.program, "--server",
-         server->address(), "--user", kFtpUser, "--password", kFtpPassword},
-        {{"KORAUTOUPDATE_FTP_SERVER", "127.0.0.1:1"}, {"KORAUTOUPDATE_FTP_USER", "nobody"}});
-    EXPECT_EQ(r.status, 100) << r.out;
-}
-
-TEST_F(Korautoupdate, UpdatePrintsTheLogAsItStandsAtTheEndAndKeepsTheOldFiles)
-{
-    const std::string oldLocal = dir.read("install/RelInfoLocal.rel");
-    const RunResult r = run({"update", "--product", "Sampler", "--app", product.program});
+    fs::create_directories(install + "/19990101120");   // no restore directories:
+    fs::create_directories(install + "/2014060214051"); // a character short or long
+    const std::string local = dir.read("install/RelInfoLocal.rel");
+    Result r = sampler({"update"}, true);
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, kUpdateLog + kEndQuestion + "[yes/no] no\n\n");
-    EXPECT_EQ(r.err, ""); // no bar: stderr is no terminal
+    EXPECT_EQ(r.out, kUpdateLog + " End of software update!\n" + kDashes
+                         + "\n\n Do you want to start the new released programm ?\n\n"
+                           " Press <yes> to start Sampler.exe\n\n[yes/no] no\n\n");
+    // The bar counts files, 3 new ones of 4, with the line being transferred beside it.
+    EXPECT_THAT(r.err, HasSubstr("\r[#######.......................] 1/4  copy -> Sampler.exe"));
+    EXPECT_THAT(r.err, HasSubstr("\r[######################........] 3/4  copy -> Readme.txt"));
+    EXPECT_THAT(r.err, HasSubstr("\r[##############################] 4/4"));
+    EXPECT_THAT(r.err, EndsWith("\r\033[K")); // cleared at the end
     EXPECT_EQ(dir.read("install/Sampler.exe"), "Sampler release 2\n");
-    EXPECT_EQ(dir.read("install/sampler.chm"), "help release 2\n");
     EXPECT_EQ(dir.read("install/Readme.txt"), "read me\n");
-    EXPECT_EQ(dir.read("install/RelInfoLocal.rel"),
-              "Sampler.exe; 3.10.02\r\nPlugins\\Filter.dll; 2.00.07\r\nsampler.chm; 1.04.00\r\n"
-              "Readme.txt; \r\n");
+    EXPECT_EQ(dir.read("install/RelInfoLocal.rel"), "Sampler.exe; 3.10.02\r\nPlugins\\Filter.dll; "
+              "2.00.07\r\nsampler.chm; 1.04.00\r\nReadme.txt; \r\n");
     EXPECT_FALSE(dir.exists("install/upd_Sampler.exe"));
 
-    const auto stamps = restoreDirectories();
-    ASSERT_EQ(stamps.size(), 1u);
-    const std::string archive = "install/" + stamps[0] + "/";
-    EXPECT_EQ(dir.read(archive + "RelInfoLocal.rel"), oldLocal);
-    EXPECT_EQ(dir.read(archive + "Sampler.exe"), "Sampler release 1\n");
-    EXPECT_EQ(dir.read(archive + "sampler.chm"), "help release 1\n");
-    EXPECT_FALSE(dir.exists(archive + "Readme.txt"));
-
-    // The restore archive as the command lists it.
-    RunResult listing = run({"restores", "--app", product.program});
-    EXPECT_EQ(listing.status, 0);
-    const std::string& s = stamps[0];
-    EXPECT_EQ(listing.out, s + "  " + s.substr(0, 4) + "-" + s.substr(4, 2) + "-" + s.substr(6, 2)
-                               + "   (" + s.substr(8, 2) + ":" + s.substr(10, 2) + ")\n");
-    listing = run({"restores", "--app", product.program, "--files", s});
-    EXPECT_EQ(listing.status, 0);
-    EXPECT_EQ(listing.out, "RelInfoLocal.rel  -\nSampler.exe  3.10.01\nsampler.chm  1.03.00\n");
-
-    // And now the check finds nothing new.
-    EXPECT_EQ(run({"check", "--product", "Sampler", "--app", product.program}).status, 0);
-    const RunResult again = run({"update", "--product", "Sampler", "--app", product.installDir});
-    EXPECT_EQ(again.status, 0);
-    EXPECT_NE(again.out.find("... compare new files\n end! No updates found!\n   \n"),
-              std::string::npos) << again.out;
-    EXPECT_EQ(again.out.find("End of software update!"), std::string::npos); // no program name
-}
-
-TEST_F(Korautoupdate, UpdateExits1WhenAFileFailsOrTheServerIsNotUsable)
-{
-    fs::remove(product.productDir + "/Readme.txt");
-    RunResult r = run({"update", "--product", "Sampler", "--app", product.program, "--all"});
+    r = korautoupdate({"restores", "--app", app});
+    const std::string s = r.out.substr(0, r.out.find(' '));
+    EXPECT_EQ(r.out, s + "  " + s.substr(0, 4) + "-" + s.substr(4, 2) + "-" + s.substr(6, 2)
+                         + "   (" + s.substr(8, 2) + ":" + s.substr(10, 2) + ")\n");
+    EXPECT_EQ(dir.read("install/" + s + "/RelInfoLocal.rel"), local);
+    EXPECT_EQ(dir.read("install/" + s + "/Sampler.exe"), "Sampler release 1\n");
+    r = korautoupdate({"restores", "--app", app, "--files", s});
+    EXPECT_EQ(r.out, "RelInfoLocal.rel  -\nSampler.exe  3.10.01\nsampler.chm  1.03.00\n");
+    r = korautoupdate({"restores", "--app", app, "--files", "Plugins"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("  ok!    Plugins\\Filter.dll\n fail!    Readme.txt\n---- end transfer"),
-              std::string::npos)
-        << r.out;
-    EXPECT_EQ(r.err, "korautoupdate: 1 of 4 files did not arrive\n");
-    EXPECT_NE(dir.read("install/RelInfoLocal.rel").find("Readme.txt; 0.00.00\r\n"),
-              std::string::npos);
-
-    ensureServer();
-    r = run({"update", "--product", "Sampler", "--app", product.program}, 1); // nobody listens
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("... connect to the KORVANE server\nConnection to the KORVANE server failed."),
-              std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("  End of download procedure!! \n"), std::string::npos);
-
-    r = run({"update", "--product", "Nothing", "--app", product.program});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("... set path (Nothing)\n   \n"), std::string::npos) << r.out;
-}
-
-TEST_F(Korautoupdate, CtrlCStopsTheUpdateInTheMiddleOfATransferWithNothingHalfWritten)
-{
-    const std::string big(512 * 1024, 'x');
-    dir.write("server/Sampler/Sampler.exe", big); // 16 s at the throttled rate
-    const std::string oldLocal = dir.read("install/RelInfoLocal.rel");
-    ensureServer(32 * 1024);
-    ChildProcess child({KAU_CLI_BINARY, "update", "--product", "Sampler", "--app", product.program},
-                       environment());
-    // The installed file is set aside just before its transfer begins.
-    const std::string staged = product.installDir + "/upd_Sampler.exe";
-    const std::string target = product.program;
-    ASSERT_TRUE(child.waitForOutput(
-        [&](const std::string&, const std::string&) { return fs::exists(staged); },
-        std::chrono::seconds(20)))
-        << child.out() << child.err();
-    child.signal(SIGINT);
-    EXPECT_EQ(child.wait(std::chrono::seconds(10)), 130);
-    EXPECT_NE(child.err().find("update stopped"), std::string::npos) << child.err();
-    EXPECT_EQ(child.out().find("End of download procedure"), std::string::npos);
-    // No partial file under the real name; the old one lies under its staged name.
-    std::error_code ec;
-    const bool complete = fs::exists(target) && dir.read("install/Sampler.exe") == big;
-    EXPECT_TRUE(!fs::exists(target) || complete) << fs::file_size(target, ec);
-    EXPECT_EQ(dir.read("install/upd_Sampler.exe"), "Sampler release 1\n");
-    EXPECT_EQ(dir.read("install/RelInfoLocal.rel"), oldLocal);
-}
-
-TEST_F(Korautoupdate, RestoresListsNothingForAnEmptyArchiveAndRefusesWhatIsNotInIt)
-{
-    fs::create_directories(product.installDir + "/19990101120");  // not a restore directory
-    fs::create_directories(product.installDir + "/2014060214051"); // 13 characters
-    RunResult r = run({"restores", "--app", product.program});
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.out, "");
-
-    r = run({"restores", "--app", product.program, "--files", "Plugins"});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "korautoupdate: no restore directory Plugins in " + product.installDir + "\n");
+    EXPECT_EQ(r.err, "korautoupdate: no restore directory Plugins in " + install + "\n");
     EXPECT_FALSE(dir.exists("install/Plugins/RelInfoLocal.rel"));
 
-    r = run({"restores", "--app", dir / "missing/"});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "korautoupdate: no install directory " + (dir / "missing") + "\n");
-}
-
-TEST_F(Korautoupdate, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)
-{
-    for (const std::vector<std::string>& args :
-         {std::vector<std::string>{}, {"frobnicate"}, {"check", "--app", "x"},
-          {"update", "--product", "P", "--app", "x", "--yes", "--no"},
-          {"restores", "--app", "x", "--all"}}) {
-        const RunResult r = run(args);
-        EXPECT_EQ(r.status, 2);
-        EXPECT_EQ(r.out, "");
-        EXPECT_EQ(r.err.rfind("korautoupdate: ", 0), 0u) << r.err;
-        EXPECT_NE(r.err.find("--help"), std::string::npos);
-    }
-    for (const char* command : {"check", "update", "restores"}) {
-        const RunResult r = run({command, "--help"});
-        EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out.rfind(std::string("usage: korautoupdate ") + command, 0), 0u) << r.out;
-    }
-    EXPECT_EQ(run({"--help"}).status, 0);
-}
-
-TEST_F(Korautoupdate, UpdateDrawsAProgressBarOnStderrWhenItIsATerminal)
-{
-    const auto env = environment();
-    const RunResult r = runProgram(
-        {KAU_CLI_BINARY, "update", "--product", "Sampler", "--app", product.installDir}, env, {},
-        true);
+    r = sampler({"check"}); // stdin is no terminal: no
     EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.out, kUpdateLog); // the log itself is the same
-    // The bar counts files: 3 new ones in a range of 4, the current line beside it.
-    EXPECT_NE(r.err.find("] 1/4  copy -> Sampler.exe"), std::string::npos) << r.err;
-    EXPECT_NE(r.err.find("] 3/4  copy -> Readme.txt"), std::string::npos) << r.err;
-    EXPECT_NE(r.err.find("[##############################] 4/4"), std::string::npos);
-    EXPECT_EQ(r.err.substr(r.err.size() - 4), "\r\033[K"); // cleared at the end
+    EXPECT_THAT(r.out, HasSubstr(" Your programm is working with the latest version!\n"));
+    EXPECT_THAT(r.out, EndsWith("[yes/no] no\n\n"));
+    r = korautoupdate({"update", "--product", "Sampler", "--app", install});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_THAT(r.out, EndsWith(" No updates found!\n   \n  End of download procedure!! \n"));
+}
+
+TEST_F(SampleProduct, UpdateExits1WhenAFileFailsOrTheServerIsNotUsable)
+{
+    server.dropDownloadOf("Readme.txt", 3);
+    Result r = sampler({"update", "--all"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("  ok!    Plugins\\Filter.dll\n fail!    Readme.txt\n---- end"));
+    EXPECT_EQ(r.err, "korautoupdate: 1 of 4 files did not arrive\n"); // and no bar
+    EXPECT_THAT(dir.read("install/RelInfoLocal.rel"), HasSubstr("Readme.txt; 0.00.00\r\n"));
+    EXPECT_FALSE(dir.exists("install/Readme.txt"));
+
+    r = sampler({"update", "--server", "127.0.0.1:" + std::to_string(FtpServer::unusedPort())});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("server\nConnection to the KORVANE server failed."));
+    EXPECT_THAT(r.out, HasSubstr("  End of download procedure!! \n"));
+}
+
+TEST_F(SampleProduct, CtrlCInTheMiddleOfATransferExits130WithNothingHalfWritten)
+{
+    dir.write("Sampler/Sampler.exe", std::string(512 * 1024, 'x')); // 16 s at this rate
+    server.throttle(32 * 1024);
+    const std::string local = dir.read("install/RelInfoLocal.rel");
+    bool sent = false;
+    const Result r = sampler({"update"}, false, [&](pid_t pid) {
+        std::error_code ec;
+        for (const auto& e : fs::directory_iterator(install)) // the download's hidden file
+            if (!sent && e.path().filename().string().rfind(".Sampler.exe.part", 0) == 0)
+                sent = fs::file_size(e.path(), ec) > 0 && ::kill(pid, SIGINT) == 0;
+    });
+    EXPECT_TRUE(sent);
+    EXPECT_EQ(r.status, 130) << r.out << r.err;
+    EXPECT_THAT(r.err, HasSubstr("update stopped"));
+    for (const auto& e : fs::directory_iterator(install))
+        EXPECT_THAT(e.path().filename().string(), Not(StartsWith(".")));
+    EXPECT_FALSE(dir.exists("install/Sampler.exe")); // the old one lies under its staged name
+    EXPECT_EQ(dir.read("install/upd_Sampler.exe"), "Sampler release 1\n");
+    EXPECT_EQ(dir.read("install/RelInfoLocal.rel"), local);
+}
+
+TEST_F(SampleProduct, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)
+{
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{}, "no command given"},
+        {{"install"}, "unknown command 'install'"},
+        {{"check", "--app", "."}, "--product KEY is required"},
+        {{"restores", "--app", ".", "--yes"}, "unknown option '--yes' for restores"},
+        {{"update", "--product", "P", "--app"}, "--app needs a value"},
+        {{"check", "--product=P", "--app=.", "--yes", "--no"}, "--yes and --no exclude each other"},
+    };
+    for (const auto& [args, error] : cases) {
+        const Result r = korautoupdate(args);
+        EXPECT_EQ(r.status, 2) << error;
+        EXPECT_EQ(r.out, "");
+        EXPECT_THAT(r.err, StartsWith("korautoupdate: " + error + "\nTry 'korautoupdate "));
+    }
+    for (const std::string name : {"check", "update", "restores", "--help"}) {
+        const Result r = korautoupdate({name, "--help"}); // --help twice: the overview
+        EXPECT_EQ(r.status, 0);
+        EXPECT_THAT(r.out, StartsWith("usage: korautoupdate " + name.substr(0, name.find('-'))));
+    }
+}
+
+TEST_F(SampleProduct, ReleaseNotesFetchShowsThePageConnectedAndFailsSilentlyButForTheLogon)
+{
+    ScriptedBox box;
+    CFtpFileClient client; // takes the built-in account, which the server has set
+    std::string shown;
+    EXPECT_TRUE(FetchReleaseNotes(client, "Sampler", install, [&](const std::string& path) {
+        shown = path;
+        EXPECT_FALSE(client.Connect("", "", "")); // a second logon is refused while one stands
+    }));
+    EXPECT_EQ(shown, install + "/LatestUpdate.html");
+    EXPECT_EQ(dir.read("install/LatestUpdate.html"), dir.read("Sampler/LatestUpdate.html"));
+
+    // Each failure ends disconnected, or the last logon here would be refused.
+    const auto never = [&](const std::string&) { shown = "again"; };
+    EXPECT_FALSE(FetchReleaseNotes(client, "Nothing", install, never));
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", dir / "no/such", never)); // can't be put
+    EXPECT_THROW(FetchReleaseNotes(client, "Sampler", install,
+                                   [](auto&) { throw std::runtime_error("view"); }),
+                 std::runtime_error);
+    fs::remove(dir / "Sampler/LatestUpdate.html");
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", install, never));
+    EXPECT_TRUE(client.Connect("", "", ""));
+    client.Disconnect();
+    EXPECT_EQ(shown, install + "/LatestUpdate.html");
+    EXPECT_EQ(box.count(), 0u);
+
+    server.refuseLogin(true);
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", install, never));
+    ASSERT_EQ(box.count(), 1u); // the client's own
+    EXPECT_THAT(box.shown()[0].text, StartsWith("Connection to the KORVANE server failed."));
 }
