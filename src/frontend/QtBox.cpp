@@ -1,71 +1,18 @@
 #include "QtBox.h"
 
+#include "GuiThreadCall.h"
 #include "resources/Strings.h"
 
 #include <QApplication>
 #include <QMessageBox>
-#include <QThread>
-
-#include <condition_variable>
-#include <memory>
-#include <mutex>
 
 namespace kau {
-namespace {
-
-// Never destroyed: the library's last static destructors still cancel boxes.
-struct WaitState {
-    std::mutex mutex;
-    std::condition_variable answered;
-    bool cancelled = false;
-};
-
-WaitState& waitState()
-{
-    static WaitState* state = new WaitState;
-    return *state;
-}
-
-struct PendingAnswer {
-    bool done = false;
-    BoxAnswer answer = BoxAnswer::Ok;
-};
-
-} // namespace
 
 BoxAnswer QtBox::show(const std::string& text, BoxButtons buttons, BoxIcon icon)
 {
-    QCoreApplication* app = QCoreApplication::instance();
-    if (!app)
-        return carefulAnswer(buttons);
-    if (QThread::currentThread() == app->thread())
-        return showHere(text, buttons, icon);
-
-    auto pending = std::make_shared<PendingAnswer>();
-    {
-        std::lock_guard lock(waitState().mutex);
-        if (waitState().cancelled)
-            return carefulAnswer(buttons);
-    }
-    QMetaObject::invokeMethod(
-        app,
-        [pending, text, buttons, icon] {
-            {
-                std::lock_guard lock(waitState().mutex);
-                if (waitState().cancelled)
-                    return;
-            }
-            const BoxAnswer answer = showHere(text, buttons, icon);
-            std::lock_guard lock(waitState().mutex);
-            pending->answer = answer;
-            pending->done = true;
-            waitState().answered.notify_all();
-        },
-        Qt::QueuedConnection);
-
-    std::unique_lock lock(waitState().mutex);
-    waitState().answered.wait(lock, [&] { return pending->done || waitState().cancelled; });
-    return pending->done ? pending->answer : carefulAnswer(buttons);
+    const std::optional<BoxAnswer> answer = GuiThreadCall::run<BoxAnswer>(
+        [text, buttons, icon] { return showHere(text, buttons, icon); });
+    return answer ? *answer : carefulAnswer(buttons);
 }
 
 void QtBox::installDefault()
@@ -73,21 +20,10 @@ void QtBox::installDefault()
     static QtBox box;
     if (!installedBox())
         installBox(&box);
-    static bool tied = false;
-    if (!tied && QCoreApplication::instance()) {
-        tied = true;
-        QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit,
-                         &QtBox::cancelAll);
-        QObject::connect(QCoreApplication::instance(), &QObject::destroyed, &QtBox::cancelAll);
-    }
+    GuiThreadCall::tieToApplication();
 }
 
-void QtBox::cancelAll()
-{
-    std::lock_guard lock(waitState().mutex);
-    waitState().cancelled = true;
-    waitState().answered.notify_all();
-}
+void QtBox::cancelAll() { GuiThreadCall::cancelAll(); }
 
 BoxAnswer QtBox::showHere(const std::string& text, BoxButtons buttons, BoxIcon icon)
 {

@@ -15,8 +15,9 @@ public:
     // application's end.
     static void installDefault();
 
-    // Answers every box still waiting for the GUI thread, and all later ones,
-    // with the careful answer.
+    // Answers every box still waiting for the GUI thread with the careful
+    // answer, and each new one from another thread until the GUI thread
+    // handles events again.
     static void cancelAll();
 
     static BoxAnswer showHere(const std::string& text, BoxButtons buttons, BoxIcon icon);

@@ -1,80 +1,28 @@
 #include "QtFileChooser.h"
 
+#include "GuiThreadCall.h"
+
 #include <QApplication>
 #include <QFile>
 #include <QFileDialog>
-#include <QPointer>
-#include <QThread>
-
-#include <algorithm>
-#include <condition_variable>
-#include <memory>
-#include <mutex>
-#include <vector>
 
 namespace kau {
 namespace {
-
-struct Request {
-    bool done = false;
-    std::optional<std::string> path;
-};
-
-std::mutex g_mutex;
-std::condition_variable g_answered;
-std::vector<std::shared_ptr<Request>> g_waiting;
-// Set when the application quits; cleared once its GUI thread handles events again.
-bool g_quitting = false;
 
 QString fromBytes(const std::string& text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-void finish(Request& request, std::optional<std::string> path)
-{
-    if (request.done)
-        return;
-    request.path = std::move(path);
-    request.done = true;
-    g_answered.notify_all();
-}
-
 } // namespace
 
 std::optional<std::string> QtFileChooser::choose(const FileChoice& choice)
 {
-    auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
-    if (!app)
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
         return std::nullopt;
-    if (QThread::currentThread() == app->thread())
-        return chooseHere(choice);
-
-    auto request = std::make_shared<Request>();
-    {
-        std::lock_guard lock(g_mutex);
-        if (g_quitting)
-            return std::nullopt;
-        g_waiting.push_back(request);
-    }
-    QMetaObject::invokeMethod(
-        app,
-        [request, choice] {
-            {
-                std::lock_guard lock(g_mutex);
-                if (request->done)
-                    return;
-            }
-            std::optional<std::string> path = chooseHere(choice);
-            std::lock_guard lock(g_mutex);
-            finish(*request, std::move(path));
-        },
-        Qt::QueuedConnection);
-
-    std::unique_lock lock(g_mutex);
-    g_answered.wait(lock, [&] { return request->done; });
-    std::erase(g_waiting, request);
-    return request->path;
+    const auto chosen = GuiThreadCall::run<std::optional<std::string>>(
+        [choice] { return chooseHere(choice); });
+    return chosen ? *chosen : std::nullopt;
 }
 
 void QtFileChooser::installDefault()
@@ -82,45 +30,12 @@ void QtFileChooser::installDefault()
     static QtFileChooser chooser;
     if (!installedFileChooser())
         installFileChooser(&chooser);
-    static QPointer<QCoreApplication> tiedTo;
-    QCoreApplication* app = QCoreApplication::instance();
-    if (app && tiedTo != app) {
-        tiedTo = app;
-        {
-            std::lock_guard lock(g_mutex);
-            g_quitting = false;
-        }
-        QObject::connect(app, &QCoreApplication::aboutToQuit, &QtFileChooser::cancelAll);
-        QObject::connect(app, &QObject::destroyed, &QtFileChooser::cancelAll);
-    }
+    GuiThreadCall::tieToApplication();
 }
 
-void QtFileChooser::cancelAll()
-{
-    {
-        std::lock_guard lock(g_mutex);
-        for (const auto& request : g_waiting)
-            finish(*request, std::nullopt);
-        g_quitting = true;
-    }
-    // Behind every request already queued: the GUI thread serves requests again.
-    if (QCoreApplication* app = QCoreApplication::instance()) {
-        QMetaObject::invokeMethod(
-            app,
-            [] {
-                std::lock_guard lock(g_mutex);
-                g_quitting = false;
-            },
-            Qt::QueuedConnection);
-    }
-}
+void QtFileChooser::cancelAll() { GuiThreadCall::cancelAll(); }
 
-int QtFileChooser::waiting()
-{
-    std::lock_guard lock(g_mutex);
-    return static_cast<int>(std::count_if(g_waiting.begin(), g_waiting.end(),
-                                          [](const auto& request) { return !request->done; }));
-}
+int QtFileChooser::waiting() { return GuiThreadCall::waiting(); }
 
 std::optional<std::string> QtFileChooser::chooseHere(const FileChoice& choice)
 {
