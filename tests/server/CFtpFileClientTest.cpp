@@ -128,6 +128,11 @@ TEST_F(ClientTest, DirectoriesAndFindFollowTheServer)
     EXPECT_EQ(client.NextFoundFile(), "");
     ASSERT_TRUE(client.FindFile("sub\\deep.txt"));
     EXPECT_EQ(client.NextFoundFile(), "sub/deep.txt");
+    EXPECT_TRUE(client.FindFile("sub"));  // a directory is an entry too
+    server.unknownOn("MLST");             // a server without MLST: the listing decides
+    EXPECT_TRUE(client.FindFile("LatestUpdate.html"));
+    EXPECT_FALSE(client.FindFile("NoSuch.rel"));
+    server.unknownOn("");
 
     ASSERT_TRUE(client.ChangeDirectory("sub"));
     EXPECT_EQ(client.CurrentDirectory(), "/prod/sub/");

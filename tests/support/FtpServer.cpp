@@ -179,6 +179,7 @@ int FtpServer::unusedPort()
 void FtpServer::stallReplies(int ms) { setSwitch("stall_ms", std::to_string(ms), ms > 0); }
 void FtpServer::stallDownloads(bool on) { setSwitch("stall_retr", "", on); }
 void FtpServer::garbageOn(const std::string& cmd) { setSwitch("garbage_on", cmd, !cmd.empty()); }
+void FtpServer::unknownOn(const std::string& cmd) { setSwitch("unknown_on", cmd, !cmd.empty()); }
 void FtpServer::closeOn(const std::string& cmd) { setSwitch("close_on", cmd, !cmd.empty()); }
 
 std::vector<std::string> FtpServer::commands() const

@@ -37,6 +37,7 @@ public:
     void stallReplies(int ms);                // every reply this late; 0: off
     void stallDownloads(bool on);             // RETR is never answered
     void garbageOn(const std::string& cmd);   // "" off
+    void unknownOn(const std::string& cmd);   // answered as an unknown command; "" off
     void closeOn(const std::string& cmd);     // "" off
 
     // Every command received so far, one line each ("USER svcfeed", "RETR x").

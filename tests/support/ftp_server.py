@@ -15,6 +15,7 @@ change them:
   stall.NAME     (exists)      RETR of the file NAME is never answered; the
                                server then puts down the file DIR/stalled
   garbage_on     (command)     this command gets a line that is no FTP reply
+  unknown_on     (command)     this command is answered as one the server doesn't know
   close_on       (command)     this command makes the server hang up
 
 and writes every command it receives, one a line, to DIR/commands.log.
@@ -94,6 +95,10 @@ class Handler(FTPHandler):
         garbage = (switch("garbage_on") or "").strip().upper()
         if garbage and garbage == cmd:
             self.push("this is no reply\r\n")
+            return
+        unknown = (switch("unknown_on") or "").strip().upper()
+        if unknown and unknown == cmd:
+            self.respond("500 Command \"%s\" not understood." % cmd)
             return
         close = (switch("close_on") or "").strip().upper()
         if close and close == cmd:
