@@ -1,0 +1,300 @@
+// The revision catalogue: revision files and their comparison, the local file's rewrite after a run,
+// staged files, and the restore archive of one directory per update run, named by its date stamp.
+#include "catalogue/LocalRevisionUpdate.h"
+#include "catalogue/ReleaseComparison.h"
+#include "catalogue/RestoreArchive.h"
+#include "catalogue/RevisionFile.h"
+#include "catalogue/StagedFiles.h"
+
+#include "support/ScriptedBox.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+using namespace kau;
+using kau::test::ScriptedBox;
+using kau::test::TempDir;
+using Names = std::vector<std::string>;
+namespace fs = std::filesystem;
+
+TEST(RevisionFile, FieldsOfALine)
+{
+    struct Case { int n; const char* line; const char* field; };
+    const Case cases[] = {{1, "a;b;c", "a"}, {3, "a;b;c", "c"}, {4, "a;b;c", ""}, {1, "abc", "abc"}, {2, "abc", ""},
+                          {1, "", ""}, {2, "a;b;", "b"}, {3, "a;b;", ""}, {1, "a;", "a"}, {2, ";", ""},
+                          {2, "a;;c", ""}, {3, "a;;c", "c"}, {2, " x ; 1.0 ", " 1.0 "}};
+    for (const Case& c : cases)
+        EXPECT_EQ(GetField(c.n, c.line, ";"), c.field) << c.n << " of \"" << c.line << "\"";
+}
+
+TEST(RevisionFile, LinesAndTheirRecords)
+{
+    struct Case { std::string bytes; Names names, versions; };
+    const std::string seam = std::string(65531, 'n') + ";1.0"; // its CR LF straddles the 64 kB read block
+    const std::string mega(1 << 20, 'm');
+    const Case cases[] = {
+        {"a;", {"a"}, {""}}, {";", {}, {}}, {" ; b", {}, {}}, {"a;b;", {"a"}, {"b"}}, {"a;;c", {"a"}, {""}},
+        {"[files]", {"[files]"}, {""}}, {"", {}, {}}, {"\r\n", {}, {}}, {"a;1\r\nb;2\r\n", {"a", "b"}, {"1", "2"}},
+        // Only CR LF ends a line: bare LF and lone CR stay in the text.
+        {"a;1\nb;2\n", {"a"}, {"1\nb"}}, {"a\rb;1", {"a\rb"}, {"1"}},
+        {"Sampler.exe;1\r\nSAMPLER.EXE;2", {"Sampler.exe", "SAMPLER.EXE"}, {"1", "2"}},
+        {"\t\v a b \f; 1 2 ;x", {"a b"}, {"1 2"}},
+        {std::string("a\0b;\xff\x01\r\n\x7f", 9), {std::string("a\0b", 3), "\x7f"}, {"\xff\x01", ""}},
+        {seam + "\r\n" + mega + ";2", {std::string(65531, 'n'), mega}, {"1.0", "2"}},
+    };
+    for (const Case& c : cases) {
+        TempDir dir;
+        dir.write("r.rel", c.bytes);
+        LocalRevisionList list;
+        ASSERT_TRUE(ReadLocalRevisions(list, dir / "r.rel"));
+        EXPECT_EQ(list.m_aNames, c.names) << c.bytes.substr(0, 20);
+        EXPECT_EQ(list.m_aVersions, c.versions) << c.bytes.substr(0, 20);
+    }
+}
+
+TEST(RevisionFile, MissingOrUnreadableFiles)
+{
+    ScriptedBox box;
+    TempDir dir;
+    LocalRevisionList local{{"kept"}, {"1"}};
+    RemoteRevisionList remote;
+    EXPECT_FALSE(ReadLocalRevisions(local, dir / "RelInfoLocal.rel"));
+    EXPECT_FALSE(ReadRemoteRevisions(remote, dir / "RelInfoRemote.rel"));
+    EXPECT_TRUE(box.count() == 0 && local.m_aNames.size() == 1); // nothing shown, the list as it was
+    // A directory under the name: the box, then a file without lines.
+    dir.write("sub/x", "");
+    EXPECT_TRUE(ReadRemoteRevisions(remote, dir / "sub"));
+    EXPECT_TRUE(remote.m_aNames.empty());
+    ASSERT_EQ(box.count(), 1u);
+    EXPECT_EQ(box.shown()[0].text, "Error occurred! \nIs a directory\n");
+}
+
+TEST(ReleaseComparison, RuleTable)
+{
+    // The zeros behind the text lengthen its last number: 3.5 has the minor 500000000, 5 the major 500000000.
+    struct Case { const char* remote; const char* local; bool isNew; };
+    const Case cases[] = {
+        {"3.10.02", "3.10.01", true},  {"3.10.02", "3.10.02", false}, {"3.09.00", "3.10.00", false},
+        {"3.5.0", "3.10.0", false},    {"3.10.2", "3.10.10", true},   {"3.10.02", "3.10.020", false},
+        {"10.00.01", "9.99.99", true}, {"10.01.00", "10.00.99", true}, {"2.00.00", "3.00.00", false},
+        {"0.00.01", "0.00.00", true},  {"1.00.00", "", true},         {"", "1.00.00", false},
+        {"3.1", "3.10.00", true},      {"0.00.00", "0.00.00", false}, {"", "0.00.00", false},
+        {"3.5", "3.400000000.0", true}, {"5", "400000000.0.0", true}, {"x1.2", "0.00.00", true},
+        {"10.01.60", "10.01.50", true},
+    };
+    for (const Case& c : cases) {
+        LocalRevisionList local{{"f"}, {c.local}};
+        RemoteRevisionList remote{{"F"}, {c.remote}, {"0"}};
+        EXPECT_EQ(CompareReleases(local, remote, false), c.isNew) << c.remote << " vs " << c.local;
+        EXPECT_EQ(remote.m_aNames.size() + remote.m_aVersions.size(), c.isNew ? 2u : 0u);
+        EXPECT_EQ(remote.m_aTransferred.size(), 1u);
+    }
+}
+
+TEST(ReleaseComparison, NamesAndFlags)
+{
+    // Case-blind names, first local match wins, slash and backslash differ.
+    LocalRevisionList local{{"SAMPLER.EXE", "sampler.exe", "a/b.dll"}, {"2.00.00", "1.00.00", "9.0"}};
+    RemoteRevisionList remote{{"Sampler.exe", "a\\b.dll"}, {"1.50.00", "1.0"}, {"0", "0"}};
+    EXPECT_TRUE(CompareReleases(local, remote, false));
+    EXPECT_EQ(remote.m_aNames, (Names{"a\\b.dll"}));
+    // Install-all keeps older entries and is true even for an empty list.
+    RemoteRevisionList older{{"a"}, {"1.00.00"}, {"0"}}, empty;
+    EXPECT_TRUE(CompareReleases({{"a"}, {"5.00.00"}}, older, true) && older.m_aNames.size() == 1);
+    EXPECT_FALSE(CompareReleases(local, empty, false));
+    EXPECT_TRUE(CompareReleases(local, empty, true));
+    EXPECT_TRUE(CompareReleases({}, remote, false)); // an empty local list keeps everything
+    EXPECT_EQ(remote.m_aNames.size(), 1u);
+}
+
+// From the server's file through the comparison to the rewritten local file.
+TEST(LocalRevisionUpdate, WorkedExample)
+{
+    TempDir dir;
+    dir.write("RelInfoRemote.rel", "; files of the Sampler folder\r\n\r\nSampler.exe; 3.10.02\r\n"
+                                   "sampler.chm;1.04.00;help pages\r\nPlugins\\Filter.dll  ;  2.00.07 ;\r\nReadme.txt");
+    dir.write("RelInfoLocal.rel", "; old comment\r\nSampler.exe;3.10.01;x\r\nPlugins\\Filter.dll ; 2.00.07\r\n"
+                                  "sampler.chm;1.03.00");
+    RemoteRevisionList remote;
+    LocalRevisionList local;
+    ASSERT_TRUE(ReadRemoteRevisions(remote, dir / "RelInfoRemote.rel"));
+    EXPECT_EQ(remote.m_aNames, (Names{"Sampler.exe", "sampler.chm", "Plugins\\Filter.dll", "Readme.txt"}));
+    EXPECT_EQ(remote.m_aVersions, (Names{"3.10.02", "1.04.00", "2.00.07", ""}));
+    EXPECT_EQ(remote.m_aTransferred, (Names{"0", "0", "0", "0"}));
+    ASSERT_TRUE(ReadLocalRevisions(local, dir / "RelInfoLocal.rel"));
+    ASSERT_TRUE(CompareReleases(local, remote, false));
+    EXPECT_EQ(remote.m_aNames, (Names{"Sampler.exe", "sampler.chm", "Readme.txt"}));
+    EXPECT_EQ(remote.m_aVersions, (Names{"3.10.02", "1.04.00", ""}));
+    remote.m_aTransferred[0] = "1"; // Sampler.exe
+    remote.m_aTransferred[2] = "1"; // Readme.txt; sampler.chm failed
+    EXPECT_TRUE(UpdateLocalRevisions(local, remote, dir / "RelInfoLocal.rel"));
+    EXPECT_EQ(dir.read("RelInfoLocal.rel"), "Sampler.exe; 3.10.02\r\nPlugins\\Filter.dll; 2.00.07\r\n"
+                                            "sampler.chm; 1.03.00\r\nReadme.txt; \r\n");
+}
+
+TEST(LocalRevisionUpdate, MergeRules)
+{
+    struct Case { const char* what; LocalRevisionList local; RemoteRevisionList remote; const char* written; };
+    const Case cases[] = {
+        {"new file failed gets 0.00.00", {}, {{"a"}, {"1.0"}, {"0"}}, "a; 0.00.00\r\n"},
+        {"known file failed keeps its version", {{"a"}, {"1.0"}}, {{"a"}, {"2.0"}, {"0"}}, "a; 1.0\r\n"},
+        {"transferred lower version is taken", {{"a"}, {"5.0"}}, {{"A"}, {"1.0"}, {"1"}}, "a; 1.0\r\n"},
+        {"all failed still writes", {{"x"}, {"1"}}, {{"a", "b"}, {"1", "2"}, {"0", "0"}},
+         "x; 1\r\na; 0.00.00\r\nb; 0.00.00\r\n"},
+        {"server name twice, later one decides", {}, {{"a", "A"}, {"1", "2"}, {"1", "1"}}, "a; 2\r\n"},
+        {"server name twice, second failed", {}, {{"a", "A"}, {"1", "2"}, {"1", "0"}}, "a; 1\r\n"},
+        {"local name twice: first updated", {{"a", "a"}, {"1", "1"}}, {{"a"}, {"2"}, {"1"}}, "a; 2\r\na; 1\r\n"},
+        {"transferred is atoi > 0", {}, {{"a", "b"}, {"1", "2"}, {"7x", "-1"}}, "a; 1\r\nb; 0.00.00\r\n"},
+        {"empty lists write an empty file", {}, {}, ""},
+    };
+    for (Case c : cases) {
+        TempDir dir;
+        EXPECT_TRUE(UpdateLocalRevisions(c.local, c.remote, dir / "RelInfoLocal.rel")) << c.what;
+        EXPECT_EQ(dir.read("RelInfoLocal.rel"), c.written) << c.what;
+    }
+}
+
+TEST(LocalRevisionUpdate, CrashLeftoversAndFilesThatCannotBeWritten)
+{
+    ScriptedBox box;
+    TempDir dir;
+    // What a crash between writing and renaming leaves: the old file, readable, and a half temporary one.
+    dir.write("RelInfoLocal.rel", "a; 1\r\n");
+    dir.write("RelInfoLocal.rel.new", "half a li");
+    LocalRevisionList local;
+    ASSERT_TRUE(ReadLocalRevisions(local, dir / "RelInfoLocal.rel"));
+    EXPECT_EQ(local.m_aVersions, (Names{"1"}));
+    ASSERT_TRUE(UpdateLocalRevisions(local, {{"a"}, {"2"}, {"1"}}, dir / "RelInfoLocal.rel"));
+    EXPECT_EQ(dir.read("RelInfoLocal.rel"), "a; 2\r\n");
+    EXPECT_FALSE(dir.exists("RelInfoLocal.rel.new"));
+    // A directory in the way of the file or of its temporary, or no directory at all: the box and false.
+    dir.write("blocked.rel", "a; 1\r\n");
+    dir.write("blocked.rel.new/x", "");
+    dir.write("dir.rel/x", "");
+    for (const char* name : {"blocked.rel", "dir.rel", "nowhere/RelInfoLocal.rel"}) {
+        LocalRevisionList list{{"a"}, {"1"}};
+        EXPECT_FALSE(UpdateLocalRevisions(list, {{"a"}, {"2"}, {"1"}}, dir / name)) << name;
+        EXPECT_EQ(box.shown().back().text.rfind("Error occurred! \n", 0), 0u) << name;
+    }
+    EXPECT_EQ(box.count(), 3u);
+    EXPECT_EQ(dir.read("blocked.rel"), "a; 1\r\n");
+    EXPECT_TRUE(dir.exists("dir.rel/x") && !dir.exists("dir.rel.new"));
+}
+
+TEST(StagedFiles, NamesStagingAndParentDirectories)
+{
+    for (const auto& [path, staged] :
+         {std::pair{"Sampler.exe", "upd_Sampler.exe"}, {"/opt/Sampler/Sampler", "/opt/Sampler/upd_Sampler"},
+          {"Plugins\\Filter.dll", "Plugins/upd_Filter.dll"}, {"a\\b/c.dll", "a/upd_b/c.dll"}})
+        EXPECT_EQ(StagedName(path), staged) << path;
+    EXPECT_EQ(LocalPath("/opt/app", "Plugins\\sub/Filter.dll"), "/opt/app/Plugins/sub/Filter.dll");
+    TempDir dir;
+    const std::string file = dir / "Sampler";
+    EXPECT_TRUE(StageFile(file) && DeleteStagedFile(file)); // nothing to stage, nothing to delete
+    dir.write("Sampler", "new old");
+    dir.write("upd_Sampler", "older");
+    EXPECT_TRUE(StageFile(file)); // the older staged file is replaced
+    EXPECT_FALSE(dir.exists("Sampler"));
+    EXPECT_EQ(dir.read("upd_Sampler"), "new old");
+    EXPECT_TRUE(DeleteStagedFile(file) && !dir.exists("upd_Sampler"));
+    dir.write("x/keep", "k"); // non-empty directories under both names: the rename fails
+    dir.write("upd_x/keep", "k");
+    EXPECT_FALSE(StageFile(dir / "x"));
+    EXPECT_TRUE(dir.exists("x/keep") && DeleteStagedFile(dir / "x") && dir.exists("upd_x/keep"));
+    // Only the last directory level is made.
+    EXPECT_TRUE(CreateParentDirectory("bare") && CreateParentDirectory(dir / "Plugins/Filter.dll"));
+    EXPECT_TRUE(fs::is_directory(dir / "Plugins"));
+    EXPECT_FALSE(CreateParentDirectory(dir / "a/b/c.dll") || dir.exists("a"));
+}
+
+TEST(RestoreArchive, GrowthOfOneRun)
+{
+    TempDir dir;
+    dir.write("RelInfoLocal.rel", "Sampler; 1\r\n");
+    dir.write("Sampler", "old program");
+    dir.write("Plugins/Filter.so", "old filter");
+    const std::string restore = BeginRestoreDirectory(dir.str(), "201406021405");
+    EXPECT_EQ(restore, dir / "201406021405");
+    for (const char* name : {"Sampler", "Plugins\\Filter.so", "NewFile", "%Data\\settings.ini"})
+        KeepOldCopy(dir.str(), restore, name);
+    EXPECT_EQ(dir.read("201406021405/RelInfoLocal.rel"), "Sampler; 1\r\n");
+    EXPECT_EQ(dir.read("201406021405/Sampler"), "old program");
+    EXPECT_EQ(dir.read("201406021405/Plugins/Filter.so"), "old filter");
+    EXPECT_FALSE(dir.exists("201406021405/NewFile") || dir.exists("201406021405/%Data"));
+    EXPECT_TRUE(fs::is_directory(dir / "%Data")); // a "%" name gets only its directory
+    // A second run in the same minute shares the directory; the later copies win.
+    dir.write("RelInfoLocal.rel", "Sampler; 2\r\n");
+    dir.write("Sampler", "newer program");
+    EXPECT_EQ(BeginRestoreDirectory(dir.str(), "201406021405"), restore);
+    KeepOldCopy(dir.str(), restore, "Sampler");
+    EXPECT_EQ(dir.read("201406021405/RelInfoLocal.rel"), "Sampler; 2\r\n");
+    EXPECT_EQ(dir.read("201406021405/Sampler"), "newer program");
+    fs::remove(dir / "RelInfoLocal.rel"); // without one the directory is made all the same
+    BeginRestoreDirectory(dir.str(), "201406021406");
+    EXPECT_TRUE(fs::is_directory(dir / "201406021406") && !dir.exists("201406021406/RelInfoLocal.rel"));
+}
+
+TEST(RestoreArchive, ListingAndCollecting)
+{
+    TempDir dir;
+    for (const std::string name : {"201402100915", "201405131120", "201409011630"}) {
+        dir.write(name + "/RelInfoLocal.rel", "");
+        dir.write(name + "/Sampler.exe", name);
+    }
+    dir.write("201405131120/sampler.chm", "");
+    dir.write("201405131120/Plugins/Filter.dll", ""); // below a restore directory: never played back
+    for (const char* name : {"20140513112", "2014051311200", "199912312359", "20abcdefghij", "201301010000"})
+        fs::create_directory(dir.path() / name);
+    dir.write("201501010000", "a file named like a stamp");
+    RestoreDirectoryList list;
+    ASSERT_TRUE(ListRestoreDirectories(list, dir.str()));
+    EXPECT_EQ(list.m_aDirectories,
+              (Names{"201301010000", "201402100915", "201405131120", "201409011630", "20abcdefghij"}));
+    EXPECT_EQ(list.m_aTexts[1], "2014-02-10   (09:15)");
+    EXPECT_EQ(list.m_aTexts[4], "20ab-cd-ef   (gh:ij)");
+    EXPECT_TRUE(!ListRestoreDirectories(list, dir / "201405131120") && list.m_aDirectories.empty());
+    fs::remove(dir / "20abcdefghij"); // the worked example's directories alone from here on
+    RestoreFileList files;
+    ASSERT_TRUE(CollectRestoreFiles(dir / "201405131120", files));
+    EXPECT_EQ(files.m_aSources, (Names{"201409011630/RelInfoLocal.rel", "201409011630/Sampler.exe",
+                                       "201405131120/RelInfoLocal.rel", "201405131120/Sampler.exe",
+                                       "201405131120/sampler.chm"}));
+    EXPECT_EQ(files.m_aNames,
+              (Names{"RelInfoLocal.rel", "Sampler.exe", "RelInfoLocal.rel", "Sampler.exe", "sampler.chm"}));
+    ASSERT_TRUE(CollectRestoreFiles(dir / "201409011630", files)); // the newest: only itself
+    EXPECT_EQ(files.m_aNames, (Names{"RelInfoLocal.rel", "Sampler.exe"}));
+    ASSERT_TRUE(CollectRestoreFiles(dir / "201301010000", files)); // the oldest and empty: all the newer ones
+    EXPECT_EQ(files.m_aSources.size(), 7u);
+    EXPECT_EQ(files.m_aSources.back(), "201402100915/Sampler.exe");
+    for (const char* chosen : {"", "201401010000", "20140513112", "201405131120/201402100915"}) {
+        EXPECT_FALSE(CollectRestoreFiles(dir / chosen, files)) << chosen;
+        EXPECT_TRUE(files.m_aSources.empty() && files.m_aNames.empty());
+    }
+}
+
+TEST(RestoreArchive, DirectoryFilesWithTheirVersions)
+{
+    ScriptedBox box;
+    TempDir dir;
+    dir.write("201405131120/RelInfoLocal.rel", "Sampler.exe; 3.10.01\r\nSAMPLER.CHM; 1.0\r\nnone;\r\nGone.dll; 1.0");
+    for (const std::string name : {"Sampler.exe", "sampler.chm", "none", "Plugins/Filter.dll"})
+        dir.write("201405131120/" + name, "x");
+    LocalRevisionList files;
+    ASSERT_TRUE(ListRestoreDirectoryFiles(dir / "201405131120", files));
+    EXPECT_EQ(files.m_aNames, (Names{"RelInfoLocal.rel", "Sampler.exe", "none", "sampler.chm"}));
+    EXPECT_EQ(files.m_aVersions, (Names{"-", "3.10.01", "-", "-"}));
+    EXPECT_EQ(dir.read("201405131120/RelInfoLocal.rel"), // the open completed the last line
+              "Sampler.exe; 3.10.01\r\nSAMPLER.CHM; 1.0\r\nnone;\r\nGone.dll; 1.0\r\n");
+    // Without a revision file one is made, empty, and listed itself.
+    fs::create_directory(dir.path() / "201406021405");
+    EXPECT_FALSE(ListRestoreDirectoryFiles(dir / "201406021405", files));
+    EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021405", files));
+    EXPECT_EQ(files.m_aNames, (Names{"RelInfoLocal.rel"}));
+    // A revision file that can't be opened: the box, and the versions stay "-".
+    dir.write("201406021406/RelInfoLocal.rel/x", "");
+    dir.write("201406021406/Sampler", "x");
+    EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021406", files));
+    EXPECT_EQ(files.m_aVersions, (Names{"-"}));
+    EXPECT_EQ(box.count(), 1u);
+    EXPECT_TRUE(!ListRestoreDirectoryFiles(dir / "missing", files) && files.m_aNames.empty());
+}
