@@ -161,7 +161,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                         keepPermissions(installed, *mode);
                     m_log.ReplaceLastLine("  ok!    " + name);
                     DeleteStagedFile(installed);
-                    remote.m_aTransferred[i] = "1";
+                    remote.m_aTransferred[i].assign(1, '1');
                 } else {
                     m_log.ReplaceLastLine(" fail!    " + name);
                     ++result.failedFiles;
