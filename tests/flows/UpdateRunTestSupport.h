@@ -1,10 +1,8 @@
 #pragma once
-// The sample product at two releases, for the tests of the update run (flows and front end).
+// The sample product at two releases, for the tests of the update run (flows, front end, console).
 #include "support/TempDir.h"
 
-#include <filesystem>
 #include <map>
-#include <string>
 #include <vector>
 
 namespace kau::test {
@@ -28,8 +26,7 @@ struct SampleProduct {
         install.write("Sampler.exe", "program release 1\n");
         install.write("sampler.chm", "help release 1\n");
         install.write("Plugins/Filter.dll", "filter 2.00.07\n");
-        install.write("RelInfoLocal.rel",
-                      revisionFile({"Sampler.exe; 3.10.01", "Plugins\\Filter.dll; 2.00.07", "sampler.chm; 1.03.00"}));
+        install.write("RelInfoLocal.rel", revisionFile({"Sampler.exe; 3.10.01", "Plugins\\Filter.dll; 2.00.07", "sampler.chm; 1.03.00"}));
         server.write("Sampler/RelInfoRemote.rel",
                      revisionFile({"; files of the Sampler folder", "", "Sampler.exe; 3.10.02",
                                    "sampler.chm;1.04.00;help pages", "Plugins\\Filter.dll  ;  2.00.07 ;", "Readme.txt"}));

@@ -1,0 +1,308 @@
+// The console front end: korautoupdate run as a child process against the real FTP server, the
+// release notes fetch it uses driven with the real client, and its answers and HTML text as units.
+#include "ConsoleBox.h"
+#include "HtmlText.h"
+#include "flows/ReleaseNotesFetch.h"
+#include "flows/UpdateRunTestSupport.h"
+#include "server/CFtpFileClient.h"
+#include "support/FtpServer.h"
+#include "support/ScriptedBox.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <tuple>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace kau;
+using namespace kau::cli;
+using namespace kau::test;
+using namespace ::testing;
+namespace fs = std::filesystem;
+
+namespace {
+
+// status: 128 + n for death by signal n; 137 (SIGKILL) when out of time.
+struct Result { int status; std::string out, err; };
+
+// Runs the command to its end, stdin /dev/null, stderr a pseudo terminal when
+// asked; whileRunning gets its pid every few milliseconds meanwhile.
+Result korautoupdate(std::vector<std::string> args, bool terminal = false,
+                     const std::function<void(pid_t)>& whileRunning = [](pid_t) {})
+{
+    std::vector<char*> argv{const_cast<char*>(KAU_CLI_BINARY)};
+    for (auto& a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+    int out[2], err[2];
+    if (::pipe(out) != 0 || (terminal ? ::openpty(err, err + 1, nullptr, nullptr, nullptr) : ::pipe(err)) != 0)
+        throw std::runtime_error("no pipe");
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::signal(SIGINT, SIG_DFL); // a shell may have started the tests with it ignored
+        ::dup2(::open("/dev/null", O_RDONLY), 0);
+        ::dup2(out[1], 1);
+        ::dup2(err[1], 2);
+        ::execv(argv[0], argv.data());
+        ::_exit(127);
+    }
+    ::close(out[1]);
+    ::close(err[1]);
+    if (pid < 0)
+        throw std::runtime_error("no fork");
+    int raw = 0;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (::waitpid(pid, &raw, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline)
+            ::kill(pid, SIGKILL);
+        whileRunning(pid);
+        ::poll(nullptr, 0, 5);
+    }
+    // The output is small enough to wait in the pipe (or terminal) until the end.
+    Result r{WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw), {}, {}};
+    for (const auto& [fd, into] : {std::pair{out[0], &r.out}, {err[0], &r.err}}) {
+        char buffer[4096];
+        for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+            into->append(buffer, static_cast<size_t>(n));
+        ::close(fd);
+    }
+    return r;
+}
+
+const std::string kDashes(58, '-');
+const std::string kHead = " Message from: <KorAutoUpdate>-Tool  V 3.0.0\n" + kDashes + "\n\n";
+const std::string kTail = "\n" + kDashes + "\n\n Click <yes> to see the KORVANE update notes \n"
+                          " and to start the installation procedure ...\n";
+const std::string kNewFiles = kHead + " There are some newer files on the server:\n\n   3.10.02\t\t->> Sampler.exe \n"
+                              "   1.04.00\t\t->> sampler.chm \n   \t\t->> Readme.txt \n" + kTail;
+
+// The sample product, its release notes on the server beside it.
+class Cli : public ::testing::Test, public SampleProduct {
+protected:
+    Cli()
+    {
+        server.write("Sampler/LatestUpdate.html",
+                     "<!DOCTYPE html><html><head><title>Sampler &amp; Co</title><style>p {color: red}"
+                     "</style><script>a = '<p>';</script></head>\n<body><h1>Release   3.10.02</h1>\n"
+                     "<p>Fixes:<br>one &lt;two&gt;&nbsp;three</p><ul><li>Filter.dll</li>\n<li>help "
+                     "&#8211; &#x41;</li></ul><!-- <p>hidden</p> --><p>Bye</p></body></html>");
+    }
+
+    // The command on the sample product: sampler({"check", "--yes"}).
+    Result sampler(std::vector<std::string> args)
+    {
+        args.insert(args.end(), {"--product", "Sampler", "--app=" + app});
+        return korautoupdate(args);
+    }
+
+    const std::string dir = install.str(), app = install / "Sampler.exe";
+    const std::string local = install.read("RelInfoLocal.rel");
+    FtpServer ftp{server.path()};
+};
+
+} // namespace
+
+TEST_F(Cli, CheckListsTheNewFilesExits100AndShowsTheNotesAsTextOnYes)
+{
+    Result r = sampler({"check", "--no"});
+    EXPECT_EQ(r.status, 100) << r.err;
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] no\n\n");
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(install.read("RelInfoLocal.rel"), local);
+    EXPECT_FALSE(install.exists("LatestUpdate.html"));
+
+    r = korautoupdate({"check", "--product", "Sampler", "--app", dir, "--yes"});
+    EXPECT_EQ(r.status, 100) << r.err;
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] yes\n\nRelease notes (" + dir + "/LatestUpdate.html)"
+                         ":\n\nSampler & Co\n\nRelease 3.10.02\n\nFixes:\none <two> three\n\n"
+                         "- Filter.dll\n- help \xE2\x80\x93 A\n\nBye\n");
+
+    fs::remove(server / "Sampler/LatestUpdate.html");
+    r = sampler({"check", "--yes"});
+    EXPECT_EQ(r.status, 100);
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] yes\n\n");
+    EXPECT_EQ(r.err, "korautoupdate: the release notes could not be fetched\n");
+}
+
+TEST_F(Cli, CheckExits1WhenTheServerIsNotUsableAndOptionsReplaceTheAccount)
+{
+    // The revision file can't be put down: the install directory's parent is missing.
+    Result r = korautoupdate({"check", "--product", "Sampler", "--app", install / "no/such/"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "korautoupdate: the remote revision file could not be fetched or read\n");
+
+    // A wrong built-in account (the server puts the environment back when it goes).
+    const std::string nowhere = "127.0.0.1:" + std::to_string(FtpServer::unusedPort());
+    ::setenv("KORAUTOUPDATE_FTP_SERVER", nowhere.c_str(), 1);
+    ::setenv("KORAUTOUPDATE_FTP_USER", "nobody", 1);
+    fs::remove(server / "Sampler/RelInfoRemote.rel");
+    r = sampler({"check", "--server", ftp.address(), "--user=" + ftp.user(), "--password", ftp.password()});
+    EXPECT_EQ(r.status, 1); // logged on, but there is no revision file
+    EXPECT_EQ(r.out, "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!\n\n");
+}
+
+TEST_F(Cli, UpdatePrintsTheLogAtTheEndKeepsTheOldFilesAndBarsATerminal)
+{
+    Result r = korautoupdate({"update", "--product", "Sampler", "--app", app}, true);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "... Preparing download from server!\n... connect to the KORVANE server\n"
+                     "... set path (Sampler)\n... check remote revision file\n... check local revision file\n"
+                     "... compare new files\n---- start transfer ----\n  ok!    Sampler.exe\n"
+                     "  ok!    sampler.chm\n  ok!    Readme.txt\n---- end transfer ----\n"
+                     "... update local revision file\n  ok!  updated local revision file\n"
+                     "   \n  End of download procedure!! \n End of software update!\n" + kDashes
+                         + "\n\n Do you want to start the new released programm ?\n\n"
+                           " Press <yes> to start Sampler.exe\n\n[yes/no] no\n\n");
+    // The bar counts files, 3 new ones of 4, with the line being transferred beside it; cleared at the end.
+    EXPECT_THAT(r.err, HasSubstr("\r[#######.......................] 1/4  copy -> Sampler.exe"));
+    EXPECT_THAT(r.err, HasSubstr("\r[##############################] 4/4"));
+    EXPECT_THAT(r.err, EndsWith("\r\033[K"));
+
+    // The restore directory of the run, its date as text, and the old versions in it.
+    r = korautoupdate({"restores", "--app", app});
+    const std::string s = r.out.substr(0, r.out.find(' '));
+    EXPECT_EQ(r.out, s + "  " + s.substr(0, 4) + "-" + s.substr(4, 2) + "-" + s.substr(6, 2)
+                         + "   (" + s.substr(8, 2) + ":" + s.substr(10, 2) + ")\n");
+    r = korautoupdate({"restores", "--app", app, "--files", s});
+    EXPECT_EQ(r.out, "RelInfoLocal.rel  -\nSampler.exe  3.10.01\nsampler.chm  1.03.00\n");
+    r = korautoupdate({"restores", "--app", app, "--files", "Plugins"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "korautoupdate: no restore directory Plugins in " + dir + "\n");
+    EXPECT_FALSE(install.exists("Plugins/RelInfoLocal.rel"));
+
+    r = sampler({"check"}); // stdin is no terminal: no
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, kHead + " Your programm is working with the latest version!\n\n" + kTail + "[yes/no] no\n\n");
+    r = korautoupdate({"update", "--product", "Sampler", "--app", dir});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_THAT(r.out, EndsWith(" No updates found!\n   \n  End of download procedure!! \n"));
+}
+
+TEST_F(Cli, UpdateExits1WhenAFileFailsOrTheServerIsNotUsable)
+{
+    ftp.dropDownloadOf("Readme.txt", 3);
+    Result r = sampler({"update", "--all"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("  ok!    Plugins\\Filter.dll\n fail!    Readme.txt\n---- end"));
+    EXPECT_EQ(r.err, "korautoupdate: 1 of 4 files did not arrive\n"); // and no bar
+
+    // Nobody listens where --server points: the log ends after the logon, below the client's box.
+    r = sampler({"update", "--server", "127.0.0.1:" + std::to_string(FtpServer::unusedPort())});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, StartsWith("... Preparing download from server!\n... connect to the KORVANE server\n"
+                                  "Connection to the KORVANE server failed.\n"));
+    EXPECT_THAT(r.out, HasSubstr(">\n\n   \n  End of download procedure!! \n End of software update!\n"));
+}
+
+TEST_F(Cli, CtrlCInTheMiddleOfATransferExits130WithNothingHalfWritten)
+{
+    server.write("Sampler/Sampler.exe", std::string(512 * 1024, 'x')); // 16 s at this rate
+    ftp.throttle(32 * 1024);
+    bool sent = false;
+    const Result r = korautoupdate({"update", "--product", "Sampler", "--app", app}, false, [&](pid_t pid) {
+        std::error_code ec;
+        for (const auto& e : fs::directory_iterator(install.path())) // the download's hidden file
+            if (!sent && e.path().filename().string().rfind(".Sampler.exe.part", 0) == 0)
+                sent = fs::file_size(e.path(), ec) > 0 && ::kill(pid, SIGINT) == 0;
+    });
+    EXPECT_TRUE(sent);
+    EXPECT_EQ(r.status, 130) << r.out << r.err;
+    EXPECT_THAT(r.err, HasSubstr("update stopped"));
+    for (const auto& e : fs::directory_iterator(install.path()))
+        EXPECT_THAT(e.path().filename().string(), Not(StartsWith(".")));
+    EXPECT_FALSE(install.exists("Sampler.exe")); // the old one lies under its staged name
+    EXPECT_EQ(install.read("upd_Sampler.exe"), "program release 1\n");
+    EXPECT_EQ(install.read("RelInfoLocal.rel"), local);
+}
+
+TEST(Korautoupdate, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)
+{
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{}, "no command given"},
+        {{"install"}, "unknown command 'install'"},
+        {{"check", "--app", "."}, "--product KEY is required"},
+        {{"restores", "--app", ".", "--yes"}, "unknown option '--yes' for restores"},
+        {{"update", "--product", "P", "--app"}, "--app needs a value"},
+        {{"check", "--product=P", "--app=.", "--yes", "--no"}, "--yes and --no exclude each other"},
+    };
+    for (const auto& [args, error] : cases) {
+        const Result r = korautoupdate(args);
+        EXPECT_EQ(r.status, 2) << error;
+        EXPECT_EQ(r.out, "");
+        EXPECT_THAT(r.err, StartsWith("korautoupdate: " + error + "\nTry 'korautoupdate "));
+    }
+    for (const std::string name : {"check", "update", "restores", "--help"}) {
+        const Result r = korautoupdate({name, "--help"}); // --help twice: the overview
+        EXPECT_EQ(r.status, 0);
+        EXPECT_THAT(r.out, StartsWith("usage: korautoupdate " + name.substr(0, name.find('-'))));
+    }
+}
+
+// Every failure ends disconnected, or the next logon of the same client would be refused.
+TEST_F(Cli, ReleaseNotesFetchShowsThePageConnectedAndFailsSilentlyButForTheLogon)
+{
+    ScriptedBox box;
+    CFtpFileClient client; // takes the built-in account, which the server has set
+    const auto never = [](const std::string& path) { ADD_FAILURE() << path; };
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", install / "no/such", never)); // can't be put down
+    EXPECT_THROW(FetchReleaseNotes(client, "Sampler", dir, [](auto&) { throw std::runtime_error("view"); }),
+                 std::runtime_error);
+    EXPECT_TRUE(FetchReleaseNotes(client, "Sampler", dir, [&](const std::string& path) {
+        EXPECT_EQ(path, dir + "/LatestUpdate.html");
+        EXPECT_FALSE(client.Connect("", "", "")); // a second logon is refused while one stands
+    }));
+    fs::remove(server / "Sampler/LatestUpdate.html");
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", dir, never));
+    ftp.refuseLogin(true);
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", dir, never));
+    ASSERT_EQ(box.count(), 1u); // the client's own, and only for the refused logon
+    EXPECT_THAT(box.shown()[0].text, StartsWith("Connection to the KORVANE server failed."));
+}
+
+TEST(ConsoleBox, AsksOnlyATerminalAndTakesAnythingButYesAsNo)
+{
+    // The flag, a terminal or not, what is typed; the buttons, the answer, what is printed.
+    const std::tuple<Answer, bool, std::string, BoxButtons, BoxAnswer, std::string> cases[] = {
+        {Answer::No, true, "yes\n", BoxButtons::YesNo, BoxAnswer::No, "Q?\n[yes/no] no\n\n"},
+        {Answer::Ask, true, "  Yes\n", BoxButtons::YesNo, BoxAnswer::Yes, "Q?\n[yes/no]? \n"},
+        {Answer::Ask, true, "nope\n", BoxButtons::YesNo, BoxAnswer::No, "Q?\n[yes/no]? \n"},
+        {Answer::Ask, true, "", BoxButtons::YesNo, BoxAnswer::No, "Q?\n[yes/no]? \n\n"}, // no input
+        {Answer::Ask, true, "ok\n", BoxButtons::OkCancel, BoxAnswer::Ok, "Q?\n[ok/cancel]? \n"},
+        {Answer::Ask, false, "ok", BoxButtons::OkCancel, BoxAnswer::Cancel, "Q?\n[ok/cancel] cancel\n\n"},
+    };
+    for (const auto& [answer, terminal, typed, buttons, expected, printed] : cases) {
+        SCOPED_TRACE(printed + typed);
+        std::ostringstream out;
+        std::istringstream in(typed);
+        ConsoleBox box(answer, out, in, terminal);
+        EXPECT_EQ(box.show("Q?", buttons, BoxIcon::Question), expected);
+        EXPECT_EQ(out.str(), printed);
+    }
+}
+
+TEST(HtmlText, SurvivesBrokenMarkup)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {"plain   text\n\nonly", "plain text only\n"},
+        {"a & b &bogus; &#xZZ; &#0;", "a & b &bogus; &#xZZ; \xEF\xBF\xBD\n"},
+        {"text <b unfinished", "text\n"},
+        {"x<script>never closed", "x\n"},
+        {"<p><p><p>a<br><br><br><br>b", "a\nb\n"},
+    };
+    for (const auto& [html, text] : cases) {
+        SCOPED_TRACE(html);
+        EXPECT_EQ(htmlToText(html), text);
+    }
+}
