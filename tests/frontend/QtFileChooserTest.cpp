@@ -1,16 +1,8 @@
-// The Qt file dialog: filters as Qt name filters, the real dialog under offscreen, requests
-// from a worker thread, the application's end, and a text file that asks the user.
+// The Qt file dialog: filters, the real dialog, a worker's request, the application's end, a text file asking.
 #include "UpdateDlgTestSupport.h"
-
 #include "frontend/QtFileChooser.h"
 #include "textfile/CTextFile.h"
-
-#include <QDialogButtonBox>
-#include <QFileDialog>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QPushButton>
-#include <thread>
+#include <QtWidgets>
 
 inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
 
@@ -24,12 +16,6 @@ namespace {
 const char* const kTextFilter = "All Files (*.*)|*.*|Text Files (*.txt)|*.txt||";
 
 FileChoice textChoice(const std::string& at, bool open = true) { return {"", "", kTextFilter, at, "*.txt", open}; }
-// Calls action with the modal widget of type W once it is shown.
-template <class W> void atModal(std::function<void(W&)> action)
-{
-    const auto shown = [] { return qobject_cast<W*>(QApplication::activeModalWidget()); };
-    onceTrue(shown, [shown, action = std::move(action)] { action(*shown()); });
-}
 QLineEdit& nameEdit(Dialog& dialog) { return *dialog.findChild<QLineEdit*>("fileNameEdit"); }
 QPushButton& button(Dialog& dialog, Button which) { return *dialog.findChild<QDialogButtonBox*>()->button(which); }
 void typeAndAccept(Dialog& dialog, const QString& text)
@@ -37,17 +23,16 @@ void typeAndAccept(Dialog& dialog, const QString& text)
     nameEdit(dialog).setText(text);
     button(dialog, dialog.acceptMode() == Dialog::AcceptOpen ? Button::Open : Button::Save).click();
 }
+// The chooser on the GUI thread in the host's loop; act answers the dialog.
+std::optional<std::string> chooseWith(const FileChoice& choice, std::function<void(Dialog&)> act)
+{
+    std::optional<std::string> result{"not run"};
+    runInAppLoop([&] { atModal(std::move(act)); result = chooseFile(choice); });
+    return result;
+}
 
-class QtFileChooserTest : public DialogTest {
-protected:
-    void SetUp() override { DialogTest::SetUp(); installFileChooser(nullptr); QtFileChooser::installDefault(); }
-    // The chooser on the GUI thread in the host's loop; act answers the dialog.
-    static std::optional<std::string> chooseWith(const FileChoice& choice, std::function<void(Dialog&)> act)
-    {
-        std::optional<std::string> result{"not run"};
-        runInAppLoop([&] { atModal(std::move(act)); result = chooseFile(choice); });
-        return result;
-    }
+struct QtFileChooserTest : ::testing::Test {
+    void SetUp() override { CKorAutoUpdateApp::ensureQtApplication(); installFileChooser(nullptr); QtFileChooser::installDefault(); }
     TempDir dir;
 };
 
@@ -60,12 +45,11 @@ TEST(QtFileChooserFilter, PairsBecomeQtNameFiltersAndOddInputNeverBreaks)
         {"Pictures|*.png;*.jpg; *.gif ;|Lists|*.rel||", {"Pictures (*.png *.jpg *.gif)", "Lists (*.rel)"}},
         {"A|*.a||B|*.b", {"A (*.a)"}}, {"A|*.a|B", {"A (*.a)"}}, // ends at an empty field; a lone label goes
         {"A|;; |B|(*.b)|C| *.c) ", {"B (*.b)", "C (*.c)"}},   // no usable pattern; no brackets for Qt
-        {"  Ärger  |*.ä", {"Ärger (*.ä)"}}, {"", {}}, {"||", {}}, {"Label||*.a", {}}, {"|*.a|B|*.b", {}}};
+        {"  Ärger  |*.ä", {"Ärger (*.ä)"}}, {"", {}}, {"Label||*.a", {}}, {"|*.a|B|*.b", {}}};
     for (const auto& c : cases)
         EXPECT_EQ(QtFileChooser::nameFilters(c.text), c.filters) << c.text;
     for (const std::string& odd : {std::string(5000, '|') + "x", std::string("A\0B|*.\0a|\xff\xfe|\x80", 13)})
         QtFileChooser::nameFilters(odd);
-
     const std::pair<const char*, const char*> suffixes[] = {{"*.txt", "txt"}, {".txt", "txt"}, {"txt", "txt"},
         {"tar.gz", "tar.gz"}, {"", ""}, {"*.*", ""}, {"*.t?t", ""}, {"a b", ""}, {"*.a;*.b", ""}, {"x/y", ""}};
     for (const auto& [extension, suffix] : suffixes)
@@ -83,37 +67,30 @@ TEST_F(QtFileChooserTest, OpenTakesOnlyAnExistingFileSaveAddsTheSuffixAndAsksBef
         typeAndAccept(dialog, "old.txt");
     }), dir / "old.txt");
     EXPECT_EQ(chooseWith(textChoice(dir.str()), [](Dialog& d) { button(d, Button::Cancel).click(); }), std::nullopt);
-
-    const auto typed = chooseWith(textChoice(dir.str(), false), [](Dialog& d) { typeAndAccept(d, "report"); });
-    EXPECT_EQ(typed, dir / "report.txt");
+    EXPECT_EQ(chooseWith(textChoice(dir.str(), false), [](Dialog& d) { typeAndAccept(d, "report"); }), dir / "report.txt");
     EXPECT_FALSE(dir.exists("report.txt")) << "choosing writes nothing";
     int questions = 0;
     EXPECT_EQ(chooseWith(textChoice(dir.str(), false), [&](Dialog& dialog) {
         atModal<QMessageBox>([&](QMessageBox& question) { ++questions; question.button(QMessageBox::Yes)->click(); });
         typeAndAccept(dialog, "old");
     }), dir / "old.txt");
-    EXPECT_EQ(questions, 1);
-    EXPECT_EQ(dir.read("old.txt"), "keep");
+    EXPECT_TRUE(questions == 1 && dir.read("old.txt") == "keep");
 }
 
 TEST_F(QtFileChooserTest, WorkerRequestIsShownOnTheGuiThreadAndCancelAllOrTheQuitEndItsWait)
 {
-    // The GUI thread handles no events here: only the cancel ends the wait.
+    // The GUI thread serves no events here (as when the library goes): only the cancel ends the wait.
     std::optional<std::string> result{"not run"};
     std::thread worker([&] { result = chooseFile(textChoice(dir.str())); });
-    for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-         QtFileChooser::waiting() == 0 && std::chrono::steady_clock::now() < end;)
-        std::this_thread::yield();
+    EXPECT_TRUE(waitUntil([] { return QtFileChooser::waiting() == 1; }));
     QtFileChooser::cancelAll();
     worker.join();
     EXPECT_EQ(result, std::nullopt);
-
-    // Served again on the GUI thread while the worker waits (the dropped
-    // request is never shown); a quit while the dialog is up gives no file.
+    // Served on the GUI thread while the worker waits; a quit while the dialog is up gives no file.
     dir.write("picked.txt", "");
     for (const bool quit : {false, true}) {
-        bool workerWaits = false, endedByQuit = false;
-        runInAppLoop([&] {
+        bool workerWaits = false;
+        EXPECT_TRUE(runInAppLoop([&] {
             atModal<Dialog>([&](Dialog& dialog) {
                 workerWaits = QtFileChooser::waiting() == 1;
                 quit ? QCoreApplication::quit() : typeAndAccept(dialog, "picked.txt");
@@ -123,9 +100,9 @@ TEST_F(QtFileChooserTest, WorkerRequestIsShownOnTheGuiThreadAndCancelAllOrTheQui
                 if (!quit)
                     QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
             });
-        }, &endedByQuit);
+        }, true));
         worker.join();
-        EXPECT_TRUE(endedByQuit && workerWaits);
+        EXPECT_TRUE(workerWaits);
         EXPECT_EQ(result, quit ? std::nullopt : std::optional(dir / "picked.txt"));
     }
 }
@@ -147,6 +124,5 @@ TEST_F(QtFileChooserTest, TextFileThatCannotOpenAsksTheDialogAndWritesTheChosenF
     EXPECT_EQ(file.AppendLine("second"), 1);
     file.Close();
     EXPECT_EQ(dir.read("chosen.txt"), "first\r\nsecond\r\n");
-    EXPECT_FALSE(dir.exists("gone"));
-    EXPECT_EQ(box.count(), 0u);
+    EXPECT_TRUE(!dir.exists("gone") && box.count() == 0);
 }

@@ -3,54 +3,36 @@
 #include "frontend/CKorAutoUpdateApp.h"
 #include "support/ScriptedBox.h"
 #include "support/TempDir.h"
-
-#include <QApplication>
-#include <QTimer>
-#include <chrono>
+#include <QtWidgets>
 #include <functional>
 #include <gtest/gtest.h>
 #include <thread>
 
 namespace kau::test {
 
-struct DialogTest : ::testing::Test {
-    void SetUp() override
-    {
-        CKorAutoUpdateApp::ensureQtApplication();
-        QApplication::setQuitOnLastWindowClosed(false); // only a quit request ends the loop
-    }
-};
-
-// Runs body inside the host's event loop, as a host that has loaded the library does. The loop ends
-// when body returns, or with endedByQuit, by a quit request within a bound (endedByQuit: whether it did).
-inline void runInAppLoop(const std::function<void()>& body, bool* endedByQuit = nullptr)
+// Runs body inside the host's event loop, as a host that has loaded the library does. The loop ends when
+// body returns or, untilQuit, at a quit request (not at a closed window); true if it ended so (within a bound).
+inline bool runInAppLoop(const std::function<void()>& body, bool untilQuit = false)
 {
+    CKorAutoUpdateApp::ensureQtApplication();
+    QApplication::setQuitOnLastWindowClosed(false);
     QTimer bound;
     bound.setSingleShot(true);
     QObject::connect(&bound, &QTimer::timeout, qApp, [] { QCoreApplication::exit(1); });
-    QTimer::singleShot(0, qApp, [&] {
-        body();
-        if (endedByQuit)
-            bound.start(10000);
-        else
-            QCoreApplication::exit(0);
-    });
-    const int code = QApplication::exec();
-    if (endedByQuit)
-        *endedByQuit = code == 0 && bound.isActive();
+    QTimer::singleShot(0, qApp, [&] { body(); untilQuit ? bound.start(10000) : QCoreApplication::exit(0); });
+    const bool ended = QApplication::exec() == 0;
     bound.stop();
     QCoreApplication::processEvents(); // leftovers of this test must not reach the next one
     QCoreApplication::sendPostedEvents();
+    return ended;
 }
 
-// Calls action on the GUI thread once cond holds. If it does not hold within limit, the test
-// fails and every loop ends, so that nothing hangs.
-inline void onceTrue(std::function<bool()> cond, std::function<void()> action,
-                     std::chrono::milliseconds limit = std::chrono::seconds(20))
+// Calls action on the GUI thread once cond holds; if it does not within 20 s, the test fails and every loop ends.
+inline void onceTrue(std::function<bool()> cond, std::function<void()> action)
 {
     auto* timer = new QTimer(qApp);
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    QObject::connect(timer, &QTimer::timeout, qApp, [timer, deadline, cond = std::move(cond), action = std::move(action)] {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    QObject::connect(timer, &QTimer::timeout, qApp, [=] {
         const bool reached = cond();
         if (!reached && std::chrono::steady_clock::now() <= deadline)
             return;
@@ -64,10 +46,17 @@ inline void onceTrue(std::function<bool()> cond, std::function<void()> action,
     timer->start(2);
 }
 
-// Waits on this thread until cond holds, at most limit; true if it did.
-inline bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds limit = std::chrono::seconds(20))
+template <class W> W* modal() { return qobject_cast<W*>(QApplication::activeModalWidget()); }
+// Calls action with the modal widget of type W once it is shown and cond holds for it.
+template <class W> void atModal(std::function<void(W&)> action, std::function<bool(W&)> cond = [](W&) { return true; })
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+    onceTrue([=] { return modal<W>() && cond(*modal<W>()); }, [=] { action(*modal<W>()); });
+}
+
+// Waits on this thread until cond holds, at most 20 s; true if it did.
+inline bool waitUntil(const std::function<bool()>& cond)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!cond() && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     return cond();
