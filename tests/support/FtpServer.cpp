@@ -1,96 +1,64 @@
 #include "FtpServer.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
-#include <thread>
-
+#include <algorithm>
 #include <csignal>
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
+#include <cstdio>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
-#include <spawn.h>
+#include <sstream>
+#include <stdexcept>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace kau::test {
 
-namespace {
-
-std::filesystem::path makeControlDir()
+template <class F> static bool waitUntil(F done, std::chrono::milliseconds limit)
 {
-    static int count = 0;
-    auto dir = std::filesystem::temp_directory_path()
-               / ("kau-ftpsrv-" + std::to_string(::getpid()) + "-" + std::to_string(++count));
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-    return dir;
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (; !done(); std::this_thread::sleep_for(std::chrono::milliseconds(2)))
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+    return true;
 }
 
-} // namespace
-
 FtpServer::FtpServer(const std::filesystem::path& root, std::string user, std::string password)
-    : m_control(makeControlDir()), m_user(std::move(user)), m_password(std::move(password))
+    : m_user(std::move(user)), m_password(std::move(password))
 {
-    int out[2];
-    if (::pipe2(out, O_CLOEXEC) != 0)
-        throw std::runtime_error("FtpServer: no pipe");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawnattr_t attr;
-    posix_spawnattr_init(&attr);
-    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP);
-    posix_spawnattr_setpgroup(&attr, 0);
-    const std::string rootText = root.string();
-    const std::string control = m_control.string();
+    const std::string rootText = root.string(), control = m_control.str();
     const char* argv[] = {"/usr/bin/python3", KAU_FTP_SERVER_SCRIPT, "--root", rootText.c_str(),
                           "--port", "0", "--user", m_user.c_str(), "--password",
                           m_password.c_str(), "--control", control.c_str(), nullptr};
-    const int rc = ::posix_spawn(&m_pid, argv[0], &actions, &attr, const_cast<char**>(argv), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attr);
-    ::close(out[1]);
-    if (rc != 0) {
-        ::close(out[0]);
+    int out[2];
+    if (::pipe2(out, O_CLOEXEC) != 0 || (m_pid = ::fork()) < 0)
         throw std::runtime_error("FtpServer: cannot start python3");
+    if (m_pid == 0) { // a process group of its own, so that all of it can be ended
+        ::setpgid(0, 0);
+        ::dup2(out[1], STDOUT_FILENO);
+        ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
+        ::execv(argv[0], const_cast<char**>(argv));
+        ::_exit(127);
     }
-    // Wait, bounded, for "PORT <n>".
+    ::close(out[1]);
+    // Wait, bounded, for "PORT <n>\n" (python may write it in pieces).
     std::string line;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (line.find('\n') == std::string::npos) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        pollfd p{out[0], POLLIN, 0};
-        if (left.count() <= 0 || ::poll(&p, 1, static_cast<int>(left.count())) <= 0)
-            break;
-        char buf[128];
-        const ssize_t n = ::read(out[0], buf, sizeof buf);
-        if (n <= 0)
-            break;
+    char buf[64];
+    pollfd p{out[0], POLLIN, 0};
+    for (ssize_t n; line.find('\n') == std::string::npos && ::poll(&p, 1, 20000) > 0
+                    && (n = ::read(out[0], buf, sizeof buf)) > 0;)
         line.append(buf, static_cast<size_t>(n));
-    }
     ::close(out[0]);
-    if (line.rfind("PORT ", 0) == 0)
-        m_port = std::atoi(line.c_str() + 5);
-    if (m_port <= 0) {
+    if (std::sscanf(line.c_str(), "PORT %d", &m_port) != 1 || m_port <= 0) {
         ::kill(-m_pid, SIGKILL);
         ::waitpid(m_pid, nullptr, 0);
         throw std::runtime_error("FtpServer: the server did not start");
     }
-    for (const auto& [name, value] : {std::pair<const char*, std::string>{"KORAUTOUPDATE_FTP_SERVER", address()},
-                                      {"KORAUTOUPDATE_FTP_USER", m_user},
-                                      {"KORAUTOUPDATE_FTP_PASSWORD", m_password}}) {
-        if (const char* old = std::getenv(name))
-            m_savedEnv.emplace_back(name, old);
-        else
-            m_unsetEnv.emplace_back(name);
+    for (const auto& [name, value] : {std::pair{"KORAUTOUPDATE_FTP_SERVER", address()},
+                                      std::pair{"KORAUTOUPDATE_FTP_USER", m_user},
+                                      std::pair{"KORAUTOUPDATE_FTP_PASSWORD", m_password}}) {
+        const char* old = std::getenv(name);
+        m_savedEnv.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
         ::setenv(name, value.c_str(), 1);
     }
 }
@@ -99,93 +67,46 @@ FtpServer::~FtpServer()
 {
     ::kill(-m_pid, SIGKILL);
     ::waitpid(m_pid, nullptr, 0);
-    for (const auto& [name, value] : m_savedEnv)
-        ::setenv(name.c_str(), value.c_str(), 1);
-    for (const auto& name : m_unsetEnv)
-        ::unsetenv(name.c_str());
-    std::error_code ec;
-    std::filesystem::remove_all(m_control, ec);
+    for (const auto& [name, old] : m_savedEnv)
+        old ? ::setenv(name.c_str(), old->c_str(), 1) : ::unsetenv(name.c_str());
 }
 
 void FtpServer::setSwitch(const std::string& name, const std::string& content, bool on)
 {
-    const auto file = m_control / name;
-    if (!on) {
-        std::error_code ec;
-        std::filesystem::remove(file, ec);
-        return;
-    }
+    if (!on)
+        return (void)std::filesystem::remove(m_control / name);
     // Written beside and renamed, so the server never reads half a switch.
-    const auto tmp = m_control / (name + ".new");
-    std::ofstream(tmp) << content;
-    std::filesystem::rename(tmp, file);
+    m_control.write(name + ".new", content);
+    std::filesystem::rename(m_control / (name + ".new"), m_control / name);
 }
 
 void FtpServer::refuseLogin(bool on) { setSwitch("refuse_login", "", on); }
-
 void FtpServer::refuseCwd(const std::string& dir)
 {
-    if (dir.empty()) {
-        setSwitch("refuse_cwd", "", false);
-        return;
-    }
-    std::string all;
-    if (std::ifstream in(m_control / "refuse_cwd"); in)
-        all.assign(std::istreambuf_iterator<char>(in), {});
-    setSwitch("refuse_cwd", all + dir + "\n", true);
+    setSwitch("refuse_cwd", m_control.read("refuse_cwd") + dir + "\n", !dir.empty());
 }
-
-void FtpServer::dropDownloadAfter(long bytes)
+void FtpServer::dropDownloadAfter(long n) { setSwitch("drop_after", std::to_string(n), n >= 0); }
+void FtpServer::dropDownloadOf(const std::string& name, long n)
 {
-    setSwitch("drop_after", std::to_string(bytes), bytes >= 0);
+    setSwitch("drop." + name, std::to_string(n), n >= 0);
 }
-
-void FtpServer::dropDownloadOf(const std::string& name, long bytes)
-{
-    setSwitch("drop." + name, std::to_string(bytes), bytes >= 0);
-}
-
 void FtpServer::stallDownloadOf(const std::string& name) { setSwitch("stall." + name, "", true); }
-
-bool FtpServer::waitForStall(std::chrono::milliseconds limit) const
-{
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!std::filesystem::exists(m_control / "stalled")) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
-void FtpServer::throttle(long bytesPerSecond)
-{
-    setSwitch("throttle", std::to_string(bytesPerSecond), bytesPerSecond > 0);
-}
-
-int FtpServer::unusedPort()
-{
-    const int s = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ::bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a);
-    socklen_t length = sizeof a;
-    ::getsockname(s, reinterpret_cast<sockaddr*>(&a), &length);
-    ::close(s);
-    return ntohs(a.sin_port);
-}
-
+void FtpServer::throttle(long n) { setSwitch("throttle", std::to_string(n), n > 0); }
 void FtpServer::stallReplies(int ms) { setSwitch("stall_ms", std::to_string(ms), ms > 0); }
 void FtpServer::stallDownloads(bool on) { setSwitch("stall_retr", "", on); }
 void FtpServer::garbageOn(const std::string& cmd) { setSwitch("garbage_on", cmd, !cmd.empty()); }
 void FtpServer::unknownOn(const std::string& cmd) { setSwitch("unknown_on", cmd, !cmd.empty()); }
 void FtpServer::closeOn(const std::string& cmd) { setSwitch("close_on", cmd, !cmd.empty()); }
 
+bool FtpServer::waitForStall(std::chrono::milliseconds limit) const
+{
+    return waitUntil([&] { return m_control.exists("stalled"); }, limit);
+}
+
 std::vector<std::string> FtpServer::commands() const
 {
     std::vector<std::string> result;
-    std::ifstream in(m_control / "commands.log");
+    std::istringstream in(m_control.read("commands.log"));
     for (std::string line; std::getline(in, line);)
         result.push_back(line);
     return result;
@@ -193,24 +114,25 @@ std::vector<std::string> FtpServer::commands() const
 
 int FtpServer::loginCount() const
 {
-    int n = 0;
-    for (const auto& c : commands())
-        if (c.rfind("USER ", 0) == 0)
-            ++n;
-    return n;
+    const auto user = [](const std::string& c) { return c.starts_with("USER "); };
+    return static_cast<int>(std::ranges::count_if(commands(), user));
 }
 
 bool FtpServer::waitForCommand(const std::string& prefix, std::chrono::milliseconds limit) const
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    for (;;) {
-        for (const auto& c : commands())
-            if (c.rfind(prefix, 0) == 0)
-                return true;
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    const auto said = [&](const std::string& c) { return c.starts_with(prefix); };
+    return waitUntil([&] { return std::ranges::any_of(commands(), said); }, limit);
+}
+
+int FtpServer::unusedPort()
+{
+    const int s = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    socklen_t length = sizeof a;
+    ::bind(s, reinterpret_cast<sockaddr*>(&a), length);
+    ::getsockname(s, reinterpret_cast<sockaddr*>(&a), &length);
+    ::close(s);
+    return ntohs(a.sin_port);
 }
 
 } // namespace kau::test

@@ -1,15 +1,14 @@
 #pragma once
-// The real FTP server of the tests (tests/support/ftp_server.py, pyftpdlib)
-// on 127.0.0.1 at a free port, serving a root directory for as long as the
-// object lives. While it lives KORAUTOUPDATE_FTP_SERVER/USER/PASSWORD point
-// at it (the previous values come back afterwards). Faults can be switched
-// while the server runs; they take effect from the next command it receives.
+// The real FTP server of the tests (ftp_server.py, pyftpdlib) on 127.0.0.1 at a
+// free port, serving root while the object lives. Meanwhile
+// KORAUTOUPDATE_FTP_SERVER/USER/PASSWORD point at it (restored afterwards).
+// Faults switched while it runs take effect from the next command it receives.
+#include "TempDir.h"
+
 #include <chrono>
-#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
-
-#include <sys/types.h>
 
 namespace kau::test {
 
@@ -26,7 +25,6 @@ public:
     const std::string& user() const { return m_user; }
     const std::string& password() const { return m_password; }
 
-    // Faults.
     void refuseLogin(bool on);
     void refuseCwd(const std::string& dir);   // adds dir (relative to the root); "" clears all
     void dropDownloadAfter(long bytes);       // < 0: no more drops
@@ -52,13 +50,12 @@ public:
 private:
     void setSwitch(const std::string& name, const std::string& content, bool on);
 
-    std::filesystem::path m_control;
+    TempDir m_control; // the switches and commands.log
     std::string m_user;
     std::string m_password;
-    pid_t m_pid = -1;
+    int m_pid = -1;
     int m_port = 0;
-    std::vector<std::pair<std::string, std::string>> m_savedEnv;
-    std::vector<std::string> m_unsetEnv;
+    std::vector<std::pair<std::string, std::optional<std::string>>> m_savedEnv;
 };
 
 } // namespace kau::test

@@ -2,10 +2,6 @@
 
 namespace kau::test {
 
-ScriptedBox::ScriptedBox() : m_previous(installBox(this)) {}
-
-ScriptedBox::~ScriptedBox() { installBox(m_previous); }
-
 void ScriptedBox::answer(BoxAnswer a)
 {
     std::lock_guard lock(m_mutex);
@@ -18,7 +14,7 @@ BoxAnswer ScriptedBox::show(const std::string& text, BoxButtons buttons, BoxIcon
     m_shown.push_back({text, buttons, icon});
     if (m_answers.empty())
         return carefulAnswer(buttons);
-    BoxAnswer a = m_answers.front();
+    const BoxAnswer a = m_answers.front();
     m_answers.pop_front();
     return a;
 }
@@ -27,12 +23,6 @@ std::vector<ShownBox> ScriptedBox::shown() const
 {
     std::lock_guard lock(m_mutex);
     return m_shown;
-}
-
-std::size_t ScriptedBox::count() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_shown.size();
 }
 
 } // namespace kau::test

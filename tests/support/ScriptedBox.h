@@ -10,16 +10,12 @@
 
 namespace kau::test {
 
-struct ShownBox {
-    std::string text;
-    BoxButtons buttons;
-    BoxIcon icon;
-};
+struct ShownBox { std::string text; BoxButtons buttons; BoxIcon icon; };
 
 class ScriptedBox : public Box {
 public:
-    ScriptedBox();
-    ~ScriptedBox() override;
+    ScriptedBox() : m_previous(installBox(this)) {}
+    ~ScriptedBox() override { installBox(m_previous); }
 
     // Queues the answer for the next box; with no queued answer a box gets
     // the careful answer (No, Cancel or OK).
@@ -27,7 +23,7 @@ public:
     BoxAnswer show(const std::string& text, BoxButtons buttons, BoxIcon icon) override;
 
     std::vector<ShownBox> shown() const;
-    std::size_t count() const;
+    std::size_t count() const { return shown().size(); }
 
 private:
     mutable std::mutex m_mutex;

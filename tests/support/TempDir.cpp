@@ -4,7 +4,6 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace kau::test {
 
@@ -27,23 +26,10 @@ TempDir::~TempDir()
     std::filesystem::remove_all(m_path, ec);
 }
 
-void TempDir::write(const std::string& name, const std::string& bytes) const
-{
-    writeFile(m_path / name, bytes);
-}
-
-std::string TempDir::read(const std::string& name) const { return readFile(m_path / name); }
-
-bool TempDir::exists(const std::string& name) const
-{
-    return std::filesystem::exists(m_path / name);
-}
-
 std::string readFile(const std::filesystem::path& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream out;
-    out << in.rdbuf();
+    out << std::ifstream(path, std::ios::binary).rdbuf();
     return out.str();
 }
 
@@ -51,9 +37,7 @@ void writeFile(const std::filesystem::path& path, const std::string& bytes)
 {
     if (path.has_parent_path())
         std::filesystem::create_directories(path.parent_path());
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!out)
+    if (!(std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes))
         throw std::runtime_error("cannot write " + path.string());
 }
 

@@ -6,6 +6,9 @@
 
 namespace kau::test {
 
+std::string readFile(const std::filesystem::path& path); // empty if missing
+void writeFile(const std::filesystem::path& path, const std::string& bytes); // makes the parents too
+
 class TempDir {
 public:
     TempDir();
@@ -18,17 +21,13 @@ public:
     // Path of a name below the directory.
     std::string operator/(const std::string& name) const { return (m_path / name).string(); }
 
-    // Writes bytes to a file below the directory, creating its parent directories.
-    void write(const std::string& name, const std::string& bytes) const;
-    // Reads a whole file below the directory (or an absolute path); empty if missing.
-    std::string read(const std::string& name) const;
-    bool exists(const std::string& name) const;
+    // Names are below the directory (or absolute paths).
+    void write(const std::string& name, const std::string& bytes) const { writeFile(m_path / name, bytes); }
+    std::string read(const std::string& name) const { return readFile(m_path / name); }
+    bool exists(const std::string& name) const { return std::filesystem::exists(m_path / name); }
 
 private:
     std::filesystem::path m_path;
 };
-
-std::string readFile(const std::filesystem::path& path);
-void writeFile(const std::filesystem::path& path, const std::string& bytes);
 
 } // namespace kau::test
