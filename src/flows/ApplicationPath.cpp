@@ -37,8 +37,7 @@ ApplicationPath splitProgram(const std::string& path)
 ApplicationPath finish(ApplicationPath result)
 {
     trimLeft(result.exeName);
-    if (result.installDir.empty())
-        result.installDir = ApplicationPath::orCurrentDirectory({});
+    result.installDir = ApplicationPath::orCurrentDirectory(result.installDir);
     return result;
 }
 

@@ -4,9 +4,6 @@
 
 #include "server/CFtpFileClient.h"
 
-#include <filesystem>
-#include <system_error>
-
 namespace kau {
 namespace {
 
@@ -15,8 +12,7 @@ bool fetchAndShow(CFtpFileClient& client, const std::string& productKey, std::st
 {
     if (!client.ChangeDirectory(productKey) || !client.FindFile(kReleaseNotesPage))
         return false;
-    if (installDir.empty())
-        installDir = ApplicationPath::orCurrentDirectory({});
+    installDir = ApplicationPath::orCurrentDirectory(installDir);
     if (!client.DownloadFile(kReleaseNotesPage, installDir))
         return false;
     if (show) {

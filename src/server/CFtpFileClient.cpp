@@ -238,28 +238,28 @@ int CFtpFileClient::perform()
     return result;
 }
 
+std::string CFtpFileClient::escapedPath(const std::string& serverPath) const
+{
+    // Each part between two "/" escaped; the separators stay.
+    std::string path;
+    CURL* h = easy(m_pSession);
+    for (std::size_t start = 0;;) {
+        const std::size_t slash = serverPath.find('/', start);
+        const std::string part = serverPath.substr(start, slash - start);
+        char* escaped = curl_easy_escape(h, part.c_str(), static_cast<int>(part.size()));
+        path += escaped ? escaped : "";
+        curl_free(escaped);
+        if (slash == std::string::npos)
+            return path;
+        path += '/';
+        start = slash + 1;
+    }
+}
+
 std::string CFtpFileClient::urlOf(const std::string& serverPath) const
 {
     // serverPath: relative to the logon directory; a trailing "/" names a directory.
-    std::string url = "ftp://" + m_strServer + "/";
-    std::string part;
-    CURL* h = easy(m_pSession);
-    for (char c : serverPath) {
-        if (c == '/') {
-            char* escaped = curl_easy_escape(h, part.c_str(), static_cast<int>(part.size()));
-            url += std::string(escaped ? escaped : "") + "/";
-            curl_free(escaped);
-            part.clear();
-        } else {
-            part += c;
-        }
-    }
-    if (!part.empty()) {
-        char* escaped = curl_easy_escape(h, part.c_str(), static_cast<int>(part.size()));
-        url += escaped ? escaped : "";
-        curl_free(escaped);
-    }
-    return url;
+    return "ftp://" + m_strServer + "/" + escapedPath(serverPath);
 }
 
 std::string CFtpFileClient::requestUrlOf(const std::string& serverPath) const
@@ -272,8 +272,7 @@ std::string CFtpFileClient::requestUrlOf(const std::string& serverPath) const
     std::string entry = m_strEntryPath.substr(1);
     if (!entry.empty() && entry.back() != '/')
         entry += '/';
-    const std::string relative = urlOf(serverPath).substr(urlOf("").size());
-    return urlOf("") + "%2F" + urlOf(entry).substr(urlOf("").size()) + relative;
+    return "ftp://" + m_strServer + "/%2F" + escapedPath(entry + serverPath);
 }
 
 std::string CFtpFileClient::lastError(int code) const
@@ -395,13 +394,11 @@ bool CFtpFileClient::FindFile(std::string name)
     m_nFoundPos = 0;
     // A plain name is asked for on the control connection (one MLST); a
     // pattern, or a server without MLST, takes a listing.
-    const int plain = pattern.empty() || pattern.find_first_of("*?[\\") != std::string::npos
-                          ? -1
-                          : findPlainName(dir, pattern);
-    if (plain >= 0) {
-        if (plain == 1)
-            m_aFound.push_back(dir + pattern);
-    } else if (!pattern.empty() && listDirectory(dir, listing)) {
+    const bool wildcard = pattern.find_first_of("*?[\\") != std::string::npos;
+    const int plain = pattern.empty() ? 0 : wildcard ? -1 : findPlainName(dir, pattern);
+    if (plain == 1) {
+        m_aFound.push_back(dir + pattern);
+    } else if (plain < 0 && listDirectory(dir, listing)) {
         size_t start = 0;
         while (start < listing.size()) {
             size_t end = listing.find('\n', start);

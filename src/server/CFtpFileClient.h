@@ -61,6 +61,7 @@ private:
     // FindFile's two ways: 1 found, 0 not there, -1 the server can't say.
     int findPlainName(const std::string& dir, const std::string& name);
     bool listDirectory(const std::string& dir, std::string& listing);
+    std::string escapedPath(const std::string& serverPath) const;
     std::string urlOf(const std::string& serverPath) const;
     std::string requestUrlOf(const std::string& serverPath) const; // the same, from the root
     std::string lastError(int code) const;
