@@ -3,6 +3,7 @@
 #include "catalogue/RevisionFile.h"
 #include "catalogue/StagedFiles.h"
 #include "catalogue/TextLines.h"
+#include "platform/FileCopy.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -35,12 +36,6 @@ std::vector<std::string> entriesOf(const std::string& directory, bool wantDirect
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-void copyOver(const std::string& from, const std::string& to)
-{
-    std::error_code ec;
-    fs::copy_file(from, to, fs::copy_options::overwrite_existing, ec);
 }
 
 // Opens the restore directory's revision file as the writing side would:
@@ -92,7 +87,7 @@ std::string BeginRestoreDirectory(const std::string& installDir, const std::stri
 {
     const std::string directory = installDir + "/" + stamp;
     ::mkdir(directory.c_str(), 0777);
-    copyOver(installDir + "/" + kLocalRevisions, directory + "/" + kLocalRevisions);
+    CopyFileOver(installDir + "/" + kLocalRevisions, directory + "/" + kLocalRevisions);
     return directory;
 }
 
@@ -105,7 +100,7 @@ void KeepOldCopy(const std::string& installDir, const std::string& restoreDirect
     }
     const std::string copy = LocalPath(restoreDirectory, name);
     CreateParentDirectory(copy);
-    copyOver(LocalPath(installDir, name), copy);
+    CopyFileOver(LocalPath(installDir, name), copy);
 }
 
 bool ListRestoreDirectories(RestoreDirectoryList& list, std::string installDir)

@@ -1,5 +1,7 @@
 #include "RunFrame.h"
 
+#include "RunLog.h"
+#include "RunProgress.h"
 #include "platform/Box.h"
 #include "platform/ProcessLauncher.h"
 
@@ -13,6 +15,15 @@ std::string EndQuestion(const std::string& exeName)
              "\n"
              " Press <yes> to start "
            + exeName + "\n";
+}
+
+void EndBlock(RunLog& log, RunProgress& progress, const char* closingLine)
+{
+    progress.SetPosition(100);
+    log.ScrollToEnd();
+    log.AddLine("   ");
+    log.AddLine(closingLine);
+    log.ScrollToEnd();
 }
 
 bool AskToStartProgram(const std::string& installDir, const std::string& exeName)

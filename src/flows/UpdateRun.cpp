@@ -2,6 +2,7 @@
 
 #include "ApplicationPath.h"
 
+#include "RunFrame.h"
 #include "RunLog.h"
 #include "RunProgress.h"
 #include "catalogue/LocalRevisionUpdate.h"
@@ -10,6 +11,7 @@
 #include "catalogue/RevisionFile.h"
 #include "catalogue/RevisionList.h"
 #include "catalogue/StagedFiles.h"
+#include "platform/FileCopy.h"
 #include "server/CFtpFileClient.h"
 
 #include <ctime>
@@ -20,8 +22,6 @@
 namespace kau {
 namespace {
 
-// A file that replaces an installed one keeps its permissions, so that a
-// new version of a program can be started like the old one.
 std::optional<std::filesystem::perms> permissionsOf(const std::string& path)
 {
     std::error_code ec;
@@ -87,7 +87,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
         if (stopped())
             return stoppedResult();
         result.outcome = Outcome::NoConnection;
-        endBlock();
+        EndBlock(m_log, m_progress, kEndOfDownloadLine);
         return result;
     }
 
@@ -157,8 +157,10 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 if (stopped())
                     return;
                 if (arrived) {
-                    if (mode)
-                        keepPermissions(installed, *mode);
+                    // A file that replaces another takes its mode; a new one
+                    // is runnable when it is a program.
+                    keepPermissions(installed, mode ? *mode : static_cast<std::filesystem::perms>(
+                                                                  NewFileMode(installed)));
                     m_log.ReplaceLastLine("  ok!    " + name);
                     DeleteStagedFile(installed);
                     remote.m_aTransferred[i].assign(1, '1');
@@ -189,17 +191,9 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
         return result;
     }
     client.Disconnect();
-    endBlock();
+    EndBlock(m_log, m_progress, kEndOfDownloadLine);
     return result;
 }
 
-void UpdateRun::endBlock()
-{
-    m_progress.SetPosition(100);
-    m_log.ScrollToEnd();
-    m_log.AddLine("   ");
-    m_log.AddLine("  End of download procedure!! ");
-    m_log.ScrollToEnd();
-}
 
 } // namespace kau

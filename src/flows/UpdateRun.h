@@ -53,7 +53,6 @@ public:
 
 private:
     bool stopped() const { return m_stop.stop_requested(); }
-    void endBlock();
 
     RunLog& m_log;
     RunProgress& m_progress;

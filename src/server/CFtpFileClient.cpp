@@ -1,6 +1,7 @@
 #include "server/CFtpFileClient.h"
 
 #include "platform/Box.h"
+#include "platform/PartFile.h"
 #include "platform/ServerAccount.h"
 
 #include <cerrno>
@@ -481,34 +482,23 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
     ::mkdir(localDirectory.c_str(), 0777); // only the last level; an existing one is fine
     const std::string remote = slashes(remoteName);
     const std::string localPath = localDirectory + "/" + remote;
-    const auto slash = localPath.rfind('/');
-    const std::string parent = localPath.substr(0, slash + 1);
-    const std::string bare = localPath.substr(slash + 1);
-    if (bare.empty())
-        return false;
 
     // Into a hidden file beside the target, renamed into place when complete.
-    std::string temp = parent + "." + bare + ".part-XXXXXX";
-    m_fd = ::mkstemp(temp.data());
-    if (m_fd < 0)
-        return false;
     struct stat old {};
-    ::fchmod(m_fd, ::stat(localPath.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644);
+    PartFile part(localPath, ::stat(localPath.c_str(), &old) == 0 ? old.st_mode : 0644);
+    if (!part.isOpen())
+        return false;
 
     resetRequest();
     curl_easy_setopt(easy(m_pSession), CURLOPT_URL, requestUrlOf(m_strDirectory + remote).c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToFd);
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, this);
+    m_fd = part.fd();
     m_bDownloading = true;
     const int code = perform();
     m_bDownloading = false;
-    const bool written = ::close(m_fd) == 0;
     m_fd = -1;
-    if (code != CURLE_OK || !written || ::rename(temp.c_str(), localPath.c_str()) != 0) {
-        ::unlink(temp.c_str());
-        return false;
-    }
-    return true;
+    return code == CURLE_OK && part.Commit();
 }
 
 bool CFtpFileClient::UploadFile(std::string localPath)

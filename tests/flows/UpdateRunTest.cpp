@@ -57,6 +57,7 @@ TEST_F(UpdateRunTest, NewReleaseArrivesWithOldCopiesKeptAndAllFilesBringsTheUnch
     product.server.write("Sampler/RelInfoRemote.rel", product.server.read("Sampler/RelInfoRemote.rel") + "%Tool.sh; 1.00\r\n");
     product.server.write("Sampler/%Tool.sh", "tool 1.00\n");
     product.install.write("%Tool.sh", "old tool\n");
+    fs::permissions(product.install / "Sampler.exe", fs::perms(0700));
     const fs::path restore = run().restoreDirectory;
     EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Readme.txt", "  ok!    %Tool.sh"}, true));
     // The bar counts files: 0..files+1, one step as each file begins, 100 at the end.
@@ -69,7 +70,14 @@ TEST_F(UpdateRunTest, NewReleaseArrivesWithOldCopiesKeptAndAllFilesBringsTheUnch
     EXPECT_EQ(filesBelow(restore), (Files{{"RelInfoLocal.rel", oldLocal}, {"Sampler.exe", "program release 1\n"},
                                           {"sampler.chm", "help release 1\n"}}));
     EXPECT_EQ(filesBelow(product.install.path()).size(), 7u + 3u);
+    // A replaced file keeps its mode, in place and in the archive; a new one is runnable only as a program.
+    const auto mode = [](const fs::path& p) { return fs::status(p).permissions(); };
+    EXPECT_TRUE(mode(product.install / "Sampler.exe") == fs::perms(0700) && mode(restore / "Sampler.exe") == fs::perms(0700));
+    EXPECT_EQ(mode(product.install / "Readme.txt"), fs::perms(0644));
+    fs::remove(product.install / "%Tool.sh");
+    product.server.write("Sampler/%Tool.sh", "#!/bin/sh\n");
     EXPECT_EQ(readFile(fs::path(run(true).restoreDirectory) / "Plugins/Filter.dll"), "filter 2.00.07\n");
+    EXPECT_EQ(mode(product.install / "%Tool.sh"), fs::perms(0755));
     EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Plugins\\Filter.dll",
                                "  ok!    Readme.txt", "  ok!    %Tool.sh"}, true));
 }

@@ -1,0 +1,55 @@
+#include "platform/PartFile.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kau {
+
+PartFile::PartFile(const std::string& target, mode_t mode) : m_target(target)
+{
+    const auto slash = target.rfind('/');
+    const std::string parent = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
+    const std::string bare = slash == std::string::npos ? target : target.substr(slash + 1);
+    if (bare.empty())
+        return;
+    m_temp = parent + "." + bare + ".part-XXXXXX";
+    m_fd = ::mkstemp(m_temp.data());
+    if (m_fd < 0) {
+        m_temp.clear();
+        return;
+    }
+    ::fchmod(m_fd, mode & 07777);
+}
+
+PartFile::~PartFile()
+{
+    Discard();
+}
+
+bool PartFile::Commit()
+{
+    if (m_fd < 0)
+        return false;
+    const bool closed = ::close(m_fd) == 0;
+    m_fd = -1;
+    if (closed && std::rename(m_temp.c_str(), m_target.c_str()) == 0) {
+        m_temp.clear();
+        return true;
+    }
+    Discard();
+    return false;
+}
+
+void PartFile::Discard()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+    m_fd = -1;
+    if (!m_temp.empty())
+        ::unlink(m_temp.c_str());
+    m_temp.clear();
+}
+
+} // namespace kau
