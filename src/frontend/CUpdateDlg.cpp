@@ -1,6 +1,7 @@
 #include "CUpdateDlg.h"
 
 #include "QuitHost.h"
+#include "flows/RestoreRun.h"
 #include "flows/RunFrame.h"
 #include "flows/UpdateRun.h"
 #include "ui_UpdateDlg.h"
@@ -127,8 +128,8 @@ void CUpdateDlg::UpdateThreadProc(std::stop_token stop)
 {
     try {
         if (m_bRestoreMode) {
-            if (m_restoreBody)
-                m_restoreBody(*this, stop);
+            RestoreRun run(*this, *this, stop);
+            run.run(m_strSource, m_strInstallDir);
         } else {
             UpdateRun run(*this, *this, stop);
             run.run(m_strSource, m_strInstallDir, m_bAllFiles);

@@ -36,11 +36,6 @@ namespace kau {
 class CUpdateDlg : public QDialog, public RunLog, public RunProgress {
     Q_OBJECT
 public:
-    // What a run does on the worker thread; it reports through log and
-    // progress and leaves off when stop is requested. The dialog adds the end
-    // block (timer 1000 and the buttons) after it.
-    using RunBody = std::function<void(CUpdateDlg& dialog, std::stop_token stop)>;
-
     explicit CUpdateDlg(QWidget* parent = nullptr);
     ~CUpdateDlg() override;
 
@@ -63,8 +58,6 @@ public:
     std::string m_strExeName;    // may be empty
     std::string m_strRemoteRevFile;
     std::string m_strLocalRevFile;
-    // The restore run (set by the restore export); the update run otherwise.
-    RunBody m_restoreBody;
 
     // For tests and the screenshot tool.
     QListWidget* logList() const;

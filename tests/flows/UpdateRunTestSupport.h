@@ -37,6 +37,29 @@ struct SampleProduct {
     }
 };
 
+// An installation at its fourth state with the restore directories of the three updates that led
+// there, each holding what stood before it (the old copies and the local revision file).
+struct RestoreExample {
+    TempDir install;
+    static constexpr const char* kOldest = "201402100915";
+    static constexpr const char* kMiddle = "201405131120";
+    static constexpr const char* kNewest = "201409011630";
+    static std::string state(int n) { return revisionFile({"Sampler.exe; 3.10.0" + std::to_string(n), "sampler.chm; 1.0" + std::to_string(n)}); }
+    RestoreExample()
+    {
+        install.write("RelInfoLocal.rel", state(4));
+        install.write("Sampler.exe", "program 4\n");
+        install.write("sampler.chm", "help 4\n");
+        install.write(std::string(kOldest) + "/RelInfoLocal.rel", state(1));
+        install.write(std::string(kOldest) + "/Sampler.exe", "program 1\n");
+        install.write(std::string(kMiddle) + "/RelInfoLocal.rel", state(2));
+        install.write(std::string(kMiddle) + "/Sampler.exe", "program 2\n");
+        install.write(std::string(kMiddle) + "/sampler.chm", "help 2\n");
+        install.write(std::string(kNewest) + "/RelInfoLocal.rel", state(3));
+        install.write(std::string(kNewest) + "/Sampler.exe", "program 3\n");
+    }
+};
+
 // Every file below dir, by its path relative to dir, with its content.
 inline std::map<std::string, std::string> filesBelow(const std::filesystem::path& dir)
 {

@@ -1,0 +1,81 @@
+#include "RestoreRun.h"
+
+#include "ApplicationPath.h"
+#include "RunFrame.h"
+#include "RunLog.h"
+#include "RunProgress.h"
+#include "catalogue/RestoreArchive.h"
+#include "catalogue/StagedFiles.h"
+#include "platform/FileCopy.h"
+
+#include <sys/stat.h>
+
+namespace kau {
+namespace {
+
+bool isDirectory(const std::string& path)
+{
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+} // namespace
+
+RestoreRun::RestoreRun(RunLog& log, RunProgress& progress, std::stop_token stop)
+    : m_log(log), m_progress(progress), m_stop(std::move(stop))
+{
+}
+
+RestoreRun::Result RestoreRun::run(const std::string& revision, const std::string& installDirectory)
+{
+    const std::string installDir = ApplicationPath::orCurrentDirectory(installDirectory);
+    Result result;
+    result.stopped = true;
+    if (stopped())
+        return result;
+    m_progress.SetRange(0, 100);
+    m_progress.SetPosition(1);
+
+    // Only a restore directory of this installation is read.
+    RestoreFileList files;
+    result.collected = revision.find_first_of("/\\") == std::string::npos
+                       && CollectRestoreFiles(installDir + "/" + revision, files);
+    if (result.collected) {
+        result.files = files.m_aNames.size();
+        m_log.AddLine("---- start restore to " + revision);
+        m_progress.SetRange(0, static_cast<int>(files.m_aNames.size()) + 1);
+        for (std::size_t i = 0; i < files.m_aNames.size(); ++i) {
+            const std::string& source = files.m_aSources[i];
+            const std::string target = installDir + "/" + files.m_aNames[i];
+            if (stopped())
+                return result;
+            m_log.AddLine(" restore -> " + source);
+            m_log.ScrollToEnd();
+            m_progress.SetPosition(static_cast<int>(i) + 1);
+            if (stopped())
+                return result;
+            // A directory of the installation is never put aside for a file.
+            bool copied = false;
+            if (!isDirectory(target)) {
+                StageFile(target);
+                copied = CopyFileOver(installDir + "/" + source, target, m_stop);
+            }
+            if (stopped())
+                return result;
+            if (copied) {
+                m_log.ReplaceLastLine("  ok!    " + source);
+                DeleteStagedFile(target);
+            } else {
+                m_log.ReplaceLastLine(" fail!    " + source);
+                ++result.failedFiles;
+            }
+        }
+    }
+    if (stopped())
+        return result;
+    result.stopped = false;
+    EndBlock(m_log, m_progress, kEndOfRestoreLine);
+    return result;
+}
+
+} // namespace kau
