@@ -72,6 +72,22 @@ KAU_API bool UpdateStartSchedule(const char* productKey, const char* application
  */
 KAU_API bool UpdateFiles(const char* productKey, const char* applicationPath, bool allFiles);
 
+/*
+ * Goes back to an earlier state (normally inside the installer KorAutoInstall,
+ * after the application has ended): plays the restore directories that update
+ * runs left in the install directory back, from the newest down to the one
+ * named revision (a 12-character date stamp), so that the files and the local
+ * revision file are those from before the update that made it. Each old file
+ * is put aside under its "upd_" name until its copy is complete; the archive
+ * itself is left as it is. Then offers to start the program.
+ * applicationPath is always read as the program's path: the install directory
+ * is what stands before its last "/" (give "DIR/" for a directory alone).
+ * An empty or unknown revision restores nothing; the log says so.
+ * Runs the restore on a worker thread and blocks in a modal dialog on the
+ * caller's thread until the user closes it. Result: always true.
+ */
+KAU_API bool RestoreFiles(const char* revision, const char* applicationPath);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,6 +1,6 @@
 // KorAutoInstall: the installer a hand-off starts. It waits until the
-// application has ended, then runs the update in the library's dialog and
-// serves the Qt event loop until it is told to quit.
+// application has ended, then runs the update or the restore in the library's
+// dialog and serves the Qt event loop until it is told to quit.
 #include "ApplicationWait.h"
 #include "InstallCommand.h"
 #include "korautoupdate.h"
@@ -17,7 +17,6 @@
 namespace {
 
 constexpr int kExitUsage = 2;
-constexpr int kExitNotAvailable = 3;
 constexpr long kDefaultWaitSeconds = 30;
 
 // How long to wait for the application: KORAUTOINSTALL_WAIT_SECONDS or 30 s.
@@ -52,14 +51,6 @@ int main(int argc, char** argv)
         std::fputs(kau::installer::InstallUsage(programName).c_str(), stdout);
         return 0;
     }
-    if (command->kind == InstallCommand::Kind::Restore) {
-        std::fprintf(stderr,
-                     "%s: restoring an older release (REST=%s) is not available yet; "
-                     "nothing was changed.\n",
-                     programName.c_str(), command->revision.c_str());
-        return kExitNotAvailable;
-    }
-
     const std::string program = kau::installer::ProgramOfApplicationPath(command->applicationPath);
     if (!kau::installer::ProcessesRunning(program).empty()) {
         std::fprintf(stderr, "%s: waiting for %s to end\n", programName.c_str(), program.c_str());
@@ -69,9 +60,13 @@ int main(int argc, char** argv)
     }
 
     QApplication app(argc, argv);
-    const bool allFiles = command->kind == InstallCommand::Kind::UpdateAll;
     QTimer::singleShot(0, &app, [&] {
-        UpdateFiles(command->productKey.c_str(), command->applicationPath.c_str(), allFiles);
+        const char* path = command->applicationPath.c_str();
+        if (command->kind == InstallCommand::Kind::Restore)
+            RestoreFiles(command->revision.c_str(), path);
+        else
+            UpdateFiles(command->productKey.c_str(), path,
+                        command->kind == InstallCommand::Kind::UpdateAll);
         // The run is over: a Yes at its end has asked to quit already; OK
         // ends the installer the same way.
         QCoreApplication::exit(0);

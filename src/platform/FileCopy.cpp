@@ -88,7 +88,8 @@ bool copyContent(int in, int out, const std::stop_token& stop)
 
 bool CopyFileOver(const std::string& source, const std::string& target, std::stop_token stop)
 {
-    const Descriptor in(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
+    // Non-blocking, so that a FIFO where a file should be is refused instead of waited for.
+    const Descriptor in(::open(source.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
     if (in.get() < 0 || ::fstat(in.get(), &info) != 0 || !S_ISREG(info.st_mode))
         return false;

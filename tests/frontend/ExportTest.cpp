@@ -29,8 +29,8 @@ std::string listed(const std::string& v, const std::string& name) { return "   "
 Lines logOf(const CUpdateDlg& dialog)
 {
     Lines lines;
-    for (const auto* item : dialog.logList()->findItems("*", Qt::MatchWildcard))
-        lines.push_back(item->text().toStdString());
+    for (int i = 0; i < dialog.logList()->count(); ++i)
+        lines.push_back(dialog.logList()->item(i)->text().toStdString());
     return lines;
 }
 
@@ -295,4 +295,38 @@ TEST_F(ExportTest, UpdateFilesWhileTheServerStallsClosesAtOnceOnAbortAndEndsTheL
     EXPECT_TRUE(updateFiles([&](CUpdateDlg&) { return server.waitForStall({}); },
                             [&](CUpdateDlg&) { other = std::thread(QuitHost); }, true));
     other.join();
+}
+
+TEST_F(ExportTest, RestoreFilesPlaysTheChosenStateBackInRestoreModeAndAbortStaysUsableAtTheEnd)
+{
+    const RestoreExample archive;
+    const std::string app = archive.install / "Sampler.exe";
+    const auto restoreFiles = [&](const char* stamp, std::function<void(CUpdateDlg&)> atEnd) {
+        runInAppLoop([&] {
+            atModal<CUpdateDlg>(std::move(atEnd), [](CUpdateDlg& d) { return !d.workerRunning() && !d.endTimerActive()
+                                                                          && d.logList()->count() > 2; });
+            EXPECT_TRUE(RestoreFiles(stamp, app.c_str()));
+        });
+    };
+    restoreFiles(RestoreExample::kMiddle, [&](CUpdateDlg& dialog) {
+        EXPECT_EQ(logOf(dialog), (Lines{"... Preparing restore from directory!", "---- start restore to 201405131120",
+            "  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe", "  ok!    201405131120/RelInfoLocal.rel",
+            "  ok!    201405131120/Sampler.exe", "  ok!    201405131120/sampler.chm", "   ", "  End of restore procedure!! "}));
+        EXPECT_EQ(dialog.infoText()->text().toStdString(), "Restore older revision of software\n >> 201405131120 !!\n"
+                  "Please wait while this programm loads the older software back...");
+        EXPECT_TRUE(dialog.okButton()->isEnabled() && dialog.abortButton()->isEnabled());
+        dialog.okButton()->click();
+    });
+    ASSERT_EQ(box->count(), 1u);
+    EXPECT_EQ(box->shown()[0].text, kEndQuestion);
+    EXPECT_EQ(archive.install.read("RelInfoLocal.rel"), RestoreExample::state(2));
+    EXPECT_EQ(archive.install.read("Sampler.exe"), "program 2\n");
+
+    // Nothing chosen: the log says that nothing was restored, and "abort and exit" ends the dialog.
+    restoreFiles("", [&](CUpdateDlg& dialog) {
+        EXPECT_EQ(logOf(dialog), (Lines{"... Preparing restore from directory!", "   ", "  End of restore procedure!! "}));
+        dialog.abortButton()->click();
+    });
+    EXPECT_EQ(box->count(), 2u);
+    EXPECT_EQ(archive.install.read("RelInfoLocal.rel"), RestoreExample::state(2));
 }

@@ -2,6 +2,7 @@
 #include "ApplicationWait.h"
 #include "InstallCommand.h"
 #include "UpdateDlgTestSupport.h"
+#include "catalogue/RestoreArchive.h"
 #include "flows/UpdateRunTestSupport.h"
 #include "platform/ProcessLauncher.h"
 #include "support/FtpServer.h"
@@ -110,8 +111,7 @@ TEST(InstallerProgram, WrongCommandLinesRunNothingARightOneWaitsForTheApplicatio
     const std::string usage = "usage: KorAutoInstall <productKey> <applicationPath>";
     const struct { QStringList args; int exitCode; std::string text; } cases[] = {
         {{}, 2, usage}, {{"Sampler"}, 2, usage}, {{"instcomplete", program.c_str()}, 2, usage}, {{"REST=2014"}, 2, usage},
-        {{"--force", "S", "/x"}, 2, usage}, {{"--help", "x"}, 2, usage}, {{"--help"}, 0, usage},
-        {{"REST=201406021405", program.c_str()}, 3, "(REST=201406021405) is not available yet"}};
+        {{"--force", "S", "/x"}, 2, usage}, {{"--help", "x"}, 2, usage}, {{"--help"}, 0, usage}};
     for (const auto& c : cases) {
         QProcess installer;
         installer.setProcessChannelMode(QProcess::MergedChannels);
@@ -148,5 +148,16 @@ TEST(InstallerProgram, WrongCommandLinesRunNothingARightOneWaitsForTheApplicatio
     EXPECT_TRUE(waitUntil([&] { return product.install.read("RelInfoLocal.rel").find("Sampler.exe; 3.10.02") != std::string::npos; }))
         << product.install.read("RelInfoLocal.rel");
     EXPECT_EQ(product.install.read("Sampler.exe"), product.server.read("Sampler/Sampler.exe"));
+    installer.close();
+
+    // REST= with the update's restore directory plays the state before it back.
+    RestoreDirectoryList archive;
+    ASSERT_TRUE(ListRestoreDirectories(archive, product.install.str()));
+    const std::string kept = product.install / archive.m_aDirectories.back();
+    const std::string local = readFile(kept + "/RelInfoLocal.rel"), old = readFile(kept + "/Sampler.exe");
+    installer.start(KAU_INSTALLER_PROGRAM, {QString::fromStdString("REST=" + archive.m_aDirectories.back()), program.c_str()});
+    EXPECT_EQ(old, "new version");
+    EXPECT_TRUE(waitUntil([&] { return product.install.read("RelInfoLocal.rel") == local && product.install.read("Sampler.exe") == old; }))
+        << product.install.read("RelInfoLocal.rel");
     installer.close();
 }
