@@ -27,6 +27,9 @@ std::vector<Option> optionsOf(Command command)
                                        {"--yes", false}, {"--no", false}});
         options.insert(options.end(), std::begin(kServerOptions), std::end(kServerOptions));
         break;
+    case Command::Restore:
+        options.insert(options.end(), {{"--app", true}, {"--yes", false}, {"--no", false}});
+        break;
     case Command::Restores:
         options.insert(options.end(), {{"--app", true}, {"--files", true}});
         break;
@@ -42,6 +45,8 @@ Command commandNamed(const std::string& name)
         return Command::Check;
     if (name == "update")
         return Command::Update;
+    if (name == "restore")
+        return Command::Restore;
     if (name == "restores")
         return Command::Restores;
     return Command::None;
@@ -83,8 +88,10 @@ std::string checkRequired(const CommandLine& line)
         return "--app PATH is required";
     if (line.server && line.server->empty())
         return "--server needs a host";
-    if (line.restoreStamp && line.restoreStamp->empty())
+    if (line.command == Command::Restores && line.restoreStamp && line.restoreStamp->empty())
         return "--files needs a restore directory name";
+    if (line.command == Command::Restore && !line.restoreStamp)
+        return "the restore directory STAMP is required";
     return {};
 }
 
@@ -95,6 +102,7 @@ std::string commandName(Command command)
     switch (command) {
     case Command::Check: return "check";
     case Command::Update: return "update";
+    case Command::Restore: return "restore";
     case Command::Restores: return "restores";
     case Command::None: break;
     }
@@ -128,6 +136,11 @@ ParseResult parseCommandLine(const std::vector<std::string>& args)
         }
         if (name == "-h")
             name = "--help";
+        // restore takes the restore directory as its one plain argument.
+        if (line.command == Command::Restore && name.rfind("-", 0) != 0 && !line.restoreStamp) {
+            line.restoreStamp = name;
+            continue;
+        }
         const auto option = std::find_if(options.begin(), options.end(),
                                          [&](const Option& o) { return name == o.name; });
         if (option == options.end()) {
@@ -196,6 +209,20 @@ std::string helpText(Command command)
                "exit status: 0 every transfer succeeded or nothing was new,\n"
                "             1 the server was not usable or a file failed,\n"
                "             2 bad usage, 130 stopped by Ctrl-C\n";
+    case Command::Restore:
+        return "usage: korautoupdate restore --app PATH STAMP [--yes|--no]\n"
+               "\n"
+               "Goes back to the state before the update that made the restore directory\n"
+               "STAMP (see 'korautoupdate restores'): plays the restore directories back,\n"
+               "from the newest down to STAMP, over the installed files and RelInfoLocal.rel.\n"
+               "The restore directories stay as they are. The log goes to stdout, a\n"
+               "progress bar to stderr when that is a terminal. Ctrl-C stops the run.\n"
+               "\n"
+               "  --app PATH            the installed program, or its directory\n"
+               "  --yes                 start the program at the end (default: --no)\n"
+               "\n"
+               "exit status: 0 every file restored, 1 no such restore directory or a file\n"
+               "             failed, 2 bad usage, 130 stopped by Ctrl-C\n";
     case Command::Restores:
         return "usage: korautoupdate restores --app PATH [--files STAMP]\n"
                "\n"
@@ -218,6 +245,7 @@ std::string helpText(Command command)
            "commands:\n"
            "  check      ask the server whether newer files are released\n"
            "  update     fetch the newer files, keeping the old ones for a restore\n"
+           "  restore    go back to the state before an update\n"
            "  restores   list the restore directories, or the files of one\n"
            "\n"
            "'korautoupdate <command> --help' shows the options of a command.\n";

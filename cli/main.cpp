@@ -1,9 +1,10 @@
-// korautoupdate: the console front end of the update check, the update run
-// and the restore archive.
+// korautoupdate: the console front end of the update check, the update run,
+// the restore run and the restore archive.
 #include "CheckCommand.h"
 #include "CommandLine.h"
 #include "ConsoleBox.h"
 #include "ExitCodes.h"
+#include "RestoreCommand.h"
 #include "RestoresCommand.h"
 #include "UpdateCommand.h"
 
@@ -48,9 +49,9 @@ int main(int argc, char** argv)
     }
     applyServerOptions(line);
 
-    // The update asks only at its end, whether to start the program: no unless --yes.
-    const Answer answer =
-        line.command == Command::Update && line.answer == Answer::Ask ? Answer::No : line.answer;
+    // A run asks only at its end, whether to start the program: no unless --yes.
+    const bool run = line.command == Command::Update || line.command == Command::Restore;
+    const Answer answer = run && line.answer == Answer::Ask ? Answer::No : line.answer;
     ConsoleBox box(answer, std::cout, std::cin, ::isatty(STDIN_FILENO) == 1);
     kau::installBox(&box);
     int status = kExitFailed;
@@ -58,6 +59,7 @@ int main(int argc, char** argv)
         switch (line.command) {
         case Command::Check: status = runCheck(line, std::cout, std::cerr); break;
         case Command::Update: status = runUpdate(line, std::cout, std::cerr); break;
+        case Command::Restore: status = runRestore(line, std::cout, std::cerr); break;
         case Command::Restores: status = runRestores(line, std::cout, std::cerr); break;
         case Command::None: break;
         }

@@ -226,6 +226,50 @@ TEST_F(Cli, CtrlCInTheMiddleOfATransferExits130WithNothingHalfWritten)
     EXPECT_EQ(install.read("RelInfoLocal.rel"), local);
 }
 
+TEST(KorautoupdateRestore, PlaysTheStateBackExits1ForAnUnknownStampOrAFailedCopyAnd130OnCtrlC)
+{
+    const RestoreExample archive;
+    const std::string app = archive.install / "Sampler.exe";
+    Result r = korautoupdate({"restore", "--app", app, RestoreExample::kMiddle});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "... Preparing restore from directory!\n---- start restore to 201405131120\n"
+                     "  ok!    201409011630/RelInfoLocal.rel\n  ok!    201409011630/Sampler.exe\n"
+                     "  ok!    201405131120/RelInfoLocal.rel\n  ok!    201405131120/Sampler.exe\n"
+                     "  ok!    201405131120/sampler.chm\n   \n  End of restore procedure!! \n End of software update!\n"
+                     + kDashes + "\n\n Do you want to start the new released programm ?\n\n Press <yes> to start Sampler.exe\n\n[yes/no] no\n\n");
+    EXPECT_EQ(archive.install.read("RelInfoLocal.rel"), RestoreExample::state(2));
+
+    r = korautoupdate({"restore", "--app", archive.install.str(), "209912312359"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "... Preparing restore from directory!\n   \n  End of restore procedure!! \n");
+    EXPECT_EQ(r.err, "korautoupdate: no restore directory '209912312359' in " + archive.install.str() + "; nothing was restored\n");
+    fs::create_symlink(archive.install / "gone", archive.install / (std::string(RestoreExample::kNewest) + "/Gone.txt"));
+    r = korautoupdate({"restore", "--app", app, RestoreExample::kNewest});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr(" fail!    201409011630/Gone.txt\n"));
+    EXPECT_THAT(r.err, HasSubstr("1 of 3 files could not be restored"));
+
+    // Ctrl-C while a large file is copied: it stops between blocks, and no part of the copy is left.
+    const std::string big = archive.install / (std::string(RestoreExample::kNewest) + "/Big.dat");
+    fs::remove(archive.install / (std::string(RestoreExample::kNewest) + "/Gone.txt"));
+    writeFile(big, "big");
+    fs::resize_file(big, std::uintmax_t{1} << 30);
+    archive.install.write("Big.dat", "the installed one");
+    bool sent = false;
+    r = korautoupdate({"restore", "--app", app, RestoreExample::kNewest}, false, [&](pid_t pid) {
+        for (const auto& e : fs::directory_iterator(archive.install.path()))
+            if (!sent && e.path().filename().string().rfind(".Big.dat.part", 0) == 0)
+                sent = ::kill(pid, SIGINT) == 0;
+    });
+    EXPECT_TRUE(sent);
+    EXPECT_EQ(r.status, 130) << r.out << r.err;
+    EXPECT_THAT(r.err, HasSubstr("restore stopped"));
+    for (const auto& e : fs::directory_iterator(archive.install.path()))
+        EXPECT_THAT(e.path().filename().string(), Not(StartsWith(".")));
+    EXPECT_EQ(archive.install.read("upd_Big.dat"), "the installed one");
+    EXPECT_FALSE(archive.install.exists("Big.dat"));
+}
+
 TEST(Korautoupdate, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)
 {
     const std::pair<std::vector<std::string>, std::string> cases[] = {
@@ -235,6 +279,8 @@ TEST(Korautoupdate, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)
         {{"restores", "--app", ".", "--yes"}, "unknown option '--yes' for restores"},
         {{"update", "--product", "P", "--app"}, "--app needs a value"},
         {{"check", "--product=P", "--app=.", "--yes", "--no"}, "--yes and --no exclude each other"},
+        {{"restore", "--app", "."}, "the restore directory STAMP is required"},
+        {{"restore", "--app", ".", "201405131120", "201409011630"}, "unexpected argument '201409011630' for restore"},
     };
     for (const auto& [args, error] : cases) {
         const Result r = korautoupdate(args);
@@ -242,7 +288,7 @@ TEST(Korautoupdate, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)
         EXPECT_EQ(r.out, "");
         EXPECT_THAT(r.err, StartsWith("korautoupdate: " + error + "\nTry 'korautoupdate "));
     }
-    for (const std::string name : {"check", "update", "restores", "--help"}) {
+    for (const std::string name : {"check", "update", "restore", "restores", "--help"}) {
         const Result r = korautoupdate({name, "--help"}); // --help twice: the overview
         EXPECT_EQ(r.status, 0);
         EXPECT_THAT(r.out, StartsWith("usage: korautoupdate " + name.substr(0, name.find('-'))));

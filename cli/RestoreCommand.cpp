@@ -1,0 +1,56 @@
+#include "RestoreCommand.h"
+
+#include "ConsoleRunView.h"
+#include "ExitCodes.h"
+#include "InterruptWatcher.h"
+#include "flows/ApplicationPath.h"
+#include "flows/RestoreRun.h"
+#include "flows/RunFrame.h"
+
+#include <filesystem>
+#include <stop_token>
+#include <system_error>
+
+#include <unistd.h>
+
+namespace kau::cli {
+
+int runRestore(const CommandLine& line, std::ostream& out, std::ostream& err)
+{
+    const ApplicationPath app = ApplicationPath::plain(line.applicationPath);
+    std::error_code ec;
+    if (!std::filesystem::is_directory(app.installDir, ec)) {
+        err << "korautoupdate: no install directory " << app.installDir << "\n";
+        return kExitFailed;
+    }
+    const std::string& stamp = line.restoreStamp.value_or("");
+    ConsoleRunView view(out, err, ::isatty(STDERR_FILENO) == 1);
+    std::stop_source stop;
+    RestoreRun::Result result;
+    bool interrupted = false;
+    {
+        // Ctrl-C asks the run to stop, as "abort and exit" does in the dialog.
+        InterruptWatcher watcher([&stop] { stop.request_stop(); });
+        view.AddLine(kPreparingRestoreLine);
+        result = RestoreRun(view, view, stop.get_token()).run(stamp, app.installDir);
+        view.finish();
+        interrupted = watcher.interrupted();
+    }
+    if (interrupted || result.stopped) {
+        err << "korautoupdate: restore stopped; run it again to finish (the file in hand is "
+               "kept under its upd_ name)\n";
+        return kExitInterrupted;
+    }
+    if (!result.collected) {
+        err << "korautoupdate: no restore directory '" << stamp << "' in " << app.installDir
+            << "; nothing was restored\n";
+        return kExitFailed;
+    }
+    if (result.failedFiles > 0)
+        err << "korautoupdate: " << result.failedFiles << " of " << result.files
+            << " files could not be restored; their old copies stay under their upd_ names\n";
+    AskToStartProgram(app.installDir, app.exeName);
+    return result.failedFiles == 0 ? kExitOk : kExitFailed;
+}
+
+} // namespace kau::cli
