@@ -2,7 +2,8 @@
 # The update road of KorAutoUpdate on one machine, from the console:
 # installs what is missing, builds korautoupdate, makes a sample product
 # (an installation at release 1, release 2 on a local FTP server), then
-# checks, updates, shows what changed and checks again.
+# checks, updates, shows what changed, checks again, goes back to release 1
+# and checks once more.
 # It can be run again and again; it leaves no server running.
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -114,6 +115,16 @@ STAMP=$("$KAU" restores --app "$APP" | tail -n 1 | cut -d' ' -f1)
 run restores --app "$APP" --files "$STAMP"
 
 step "5. Check again: up to date"
+run check --product "$PRODUCT" --app "$APP" --no
+
+step "6. Going back: the state before the update"
+run restore --app "$APP" "$STAMP" --no
+show "./Sampler.exe"
+"$INSTALL/Sampler.exe" | sed 's/^/  /'
+show "cat RelInfoLocal.rel"
+sed 's/\r$//' "$INSTALL/RelInfoLocal.rel" | sed 's/^/  /'
+
+step "7. Check once more: release 2 is offered again"
 run check --product "$PRODUCT" --app "$APP" --no
 
 step "Done"
