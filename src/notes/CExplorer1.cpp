@@ -45,8 +45,11 @@ CExplorer1::CExplorer1() = default;
 
 CExplorer1::~CExplorer1()
 {
-    // The view goes before the page, the page before its profile.
+    // The view goes before the pages, the pages (the notes and any that
+    // caught a link for a new window) before their profile.
     delete m_view.data();
+    if (m_profile)
+        qDeleteAll(m_profile->findChildren<QWebEnginePage*>(Qt::FindDirectChildrenOnly));
     delete m_profile.data();
 }
 

@@ -11,6 +11,7 @@
 #include <QTcpServer>
 #include <QTest>
 #include <QTextBrowser>
+#include <set>
 #ifdef KAU_HAVE_WEBENGINE
 #include <QWebEnginePage>
 #include <QWebEngineView>
@@ -178,7 +179,8 @@ TEST(ReleaseNotes, AnUntrustedPageRunsNoScriptLoadsNothingRemoteAndItsLinksGoToT
         dir.write("page.html", "<html><head><meta http-equiv=\"refresh\" content=\"0; url=" + trace.url("refresh") + "\">"
                                "<link rel=\"stylesheet\" href=\"" + trace.url("style.css") + "\"></head><body>"
                                "<script>document.title = 'script ran'; new Image().src = '" + trace.url("script") + "';</script>"
-                               "<a href=\"" + trace.url("more") + "\" style=\"display:block;height:300px\">more</a>"
+                               "<a href=\"" + trace.url("more") + "\" style=\"display:block;height:150px\">more</a>"
+                               "<a href=\"" + trace.url("window") + "\" target=\"_blank\" style=\"display:block;height:150px\">window</a>"
                                "<img src=\"" + trace.url("image.png") + "\"><iframe src=\"" + trace.url("frame") + "\"></iframe>"
                                "</body></html>");
         ScriptedBox box;
@@ -188,17 +190,25 @@ TEST(ReleaseNotes, AnUntrustedPageRunsNoScriptLoadsNothingRemoteAndItsLinksGoToT
         QTimer clicker;
         ASSERT_TRUE(runShowing(dialog, [&] {
             QWidget* target = dialog.view()->widget();
-            QPoint at(100, 100);
+            std::vector<QPoint> at{{100, 75}, {100, 225}}; // the two links
             if (auto* browser = qobject_cast<QTextBrowser*>(target)) {
                 target = browser->viewport();
-                at = browser->cursorRect(browser->document()->find("more")).center();
+                const auto inside = [browser](const char* word) { // the middle of the word's second letter
+                    QTextCursor c = browser->document()->find(word);
+                    c.setPosition(c.selectionStart() + 2);
+                    return browser->cursorRect(c).center() - QPoint(3, 0);
+                };
+                at = {inside("more"), inside("window")};
             } else {
                 target = target->focusProxy();
             }
-            // The web view takes clicks once it has drawn the page: click until the link arrives.
-            QObject::connect(&clicker, &QTimer::timeout, [&, target, at] { QTest::mouseClick(target, Qt::LeftButton, {}, at); });
+            // The web view takes clicks once it has drawn the page: click each link until it arrives.
+            QObject::connect(&clicker, &QTimer::timeout, [&, target, at] {
+                const std::set<std::string> arrived(recorder.links.begin(), recorder.links.end());
+                QTest::mouseClick(target, Qt::LeftButton, {}, at[std::min<std::size_t>(arrived.size(), 1)]);
+            });
             clicker.start(100);
-            onceTrue([&] { return !recorder.links.empty(); }, [&] {
+            onceTrue([&] { return std::set<std::string>(recorder.links.begin(), recorder.links.end()).size() == 2; }, [&] {
                 clicker.stop();
                 // What the page asked for reached the server before it finished loading; the marker comes after.
                 marker.connectToHost(QHostAddress::LocalHost, trace.serverPort());
@@ -211,7 +221,8 @@ TEST(ReleaseNotes, AnUntrustedPageRunsNoScriptLoadsNothingRemoteAndItsLinksGoToT
             });
         }));
         EXPECT_EQ(trace.connections, 1) << "only the marker reached the server";
-        EXPECT_EQ(recorder.links, std::vector<std::string>{trace.url("more")});
+        EXPECT_EQ(std::set<std::string>(recorder.links.begin(), recorder.links.end()),
+                  (std::set<std::string>{trace.url("more"), trace.url("window")}));
         EXPECT_NE(text(dialog.windowTitle()), "script ran");
 #ifdef KAU_HAVE_WEBENGINE
         if (auto* web = qobject_cast<QWebEngineView*>(dialog.view()->widget())) {
