@@ -33,6 +33,7 @@ std::vector<Option> optionsOf(Command command)
     case Command::Restores:
         options.insert(options.end(), {{"--app", true}, {"--files", true}});
         break;
+    case Command::Notes:
     case Command::None:
         break;
     }
@@ -49,6 +50,8 @@ Command commandNamed(const std::string& name)
         return Command::Restore;
     if (name == "restores")
         return Command::Restores;
+    if (name == "notes")
+        return Command::Notes;
     return Command::None;
 }
 
@@ -81,6 +84,8 @@ std::string apply(CommandLine& line, const std::string& name, const std::string&
 
 std::string checkRequired(const CommandLine& line)
 {
+    if (line.command == Command::Notes)
+        return line.page.empty() ? "PATH or URL of the page is required" : "";
     const bool needsProduct = line.command == Command::Check || line.command == Command::Update;
     if (needsProduct && line.productKey.empty())
         return "--product KEY is required";
@@ -104,6 +109,7 @@ std::string commandName(Command command)
     case Command::Update: return "update";
     case Command::Restore: return "restore";
     case Command::Restores: return "restores";
+    case Command::Notes: return "notes";
     case Command::None: break;
     }
     return {};
@@ -136,9 +142,13 @@ ParseResult parseCommandLine(const std::vector<std::string>& args)
         }
         if (name == "-h")
             name = "--help";
-        // restore takes the restore directory as its one plain argument.
-        if (line.command == Command::Restore && name.rfind("-", 0) != 0 && !line.restoreStamp) {
+        // restore takes the restore directory, notes the page, as their one plain argument.
+        if (line.command == Command::Restore && !name.starts_with("-") && !line.restoreStamp) {
             line.restoreStamp = name;
+            continue;
+        }
+        if (line.command == Command::Notes && line.page.empty() && !name.starts_with("-")) {
+            line.page = name;
             continue;
         }
         const auto option = std::find_if(options.begin(), options.end(),
@@ -235,6 +245,13 @@ std::string helpText(Command command)
                "\n"
                "exit status: 0 listed (also an empty archive), 1 no such restore\n"
                "             directory, 2 bad usage\n";
+    case Command::Notes:
+        return "usage: korautoupdate notes PATH|URL\n"
+               "\n"
+               "Prints a release notes page as plain text: a local file, or a file:,\n"
+               "http:, https: or ftp: URL. Scripts, styles and comments are left out.\n"
+               "\n"
+               "exit status: 0 printed, 1 the page could not be read, 2 bad usage\n";
     case Command::None:
         break;
     }
@@ -247,6 +264,7 @@ std::string helpText(Command command)
            "  update     fetch the newer files, keeping the old ones for a restore\n"
            "  restore    go back to the state before an update\n"
            "  restores   list the restore directories, or the files of one\n"
+           "  notes      print a release notes page as plain text\n"
            "\n"
            "'korautoupdate <command> --help' shows the options of a command.\n";
 }

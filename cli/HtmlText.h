@@ -4,11 +4,12 @@
 
 namespace kau::cli {
 
-// Drops tags, comments, scripts and styles; <br>, <p>, <div>, headings, rows
-// and list items become line breaks (a list item starts with "- "); runs of
-// white space become one blank; the common entities and numeric character
-// references are decoded (as UTF-8). Lines are trimmed and at most one empty
-// line stands between two lines of text.
+// The page as Qt's rich text (QTextDocument) reads it: scripts, styles and
+// comments dropped, entities decoded (as UTF-8). The title comes first; each
+// paragraph, heading, list item and table row, and each <br>, starts a line
+// (a list item with "- ", the cells of a row joined by a blank); an empty
+// line stands where a paragraph or heading has its margin. Runs of white
+// space become one blank, lines are trimmed and empty ones dropped.
 std::string htmlToText(const std::string& html);
 
 } // namespace kau::cli

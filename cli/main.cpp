@@ -1,10 +1,11 @@
 // korautoupdate: the console front end of the update check, the update run,
-// the restore run and the restore archive.
+// the restore run, the restore archive and the release notes.
 #include "CheckCommand.h"
 #include "CommandLine.h"
 #include "ConsoleBox.h"
 #include "ExitCodes.h"
 #include "RestoreCommand.h"
+#include "NotesCommand.h"
 #include "RestoresCommand.h"
 #include "UpdateCommand.h"
 
@@ -61,6 +62,7 @@ int main(int argc, char** argv)
         case Command::Update: status = runUpdate(line, std::cout, std::cerr); break;
         case Command::Restore: status = runRestore(line, std::cout, std::cerr); break;
         case Command::Restores: status = runRestores(line, std::cout, std::cerr); break;
+        case Command::Notes: status = runNotes(line, std::cout, std::cerr); break;
         case Command::None: break;
         }
     } catch (const std::exception& e) {
