@@ -40,11 +40,12 @@ protected:
 
     test::TempDir m_dir;
     CRegistryAccess reg;
-    // A check that counts its calls, notes LastUpdate as it found it, and throws (as it may).
+    // A check that counts its calls, notes its key and LastUpdate as it found it, and throws (as it may).
     std::atomic<int> calls{0};
-    std::string seen;
-    const std::function<void()> probe = [this] {
-        seen = text(kKey, rem::kLastUpdate).second;
+    std::string seen, seenKey;
+    const StartSchedule::Check probe = [this](const std::string& key) {
+        seenKey = key;
+        seen = text(rem::KeyPath(key), rem::kLastUpdate).second;
         ++calls;
         throw std::runtime_error("no server");
     };
@@ -212,4 +213,20 @@ TEST_F(Schedule, FirstUseOneWorkerAndAWorkerThatCannotStart)
     EXPECT_TRUE(schedule.RunStartSchedule("Other", probe));
     ASSERT_TRUE(schedule.waitUntilIdle(10s));
     EXPECT_EQ(calls, 1);
+}
+
+// The key may change while the worker waits (the settings window sets it): the worker takes it as it stands then.
+TEST_F(Schedule, TheWorkerTakesTheKeyAsItStandsAfterItsWait)
+{
+    store(1, 0, 5, "46000.000000");
+    std::mutex lock;
+    std::string key = "Prod";
+    auto current = [&] { std::lock_guard l(lock); return key; };
+    StartSchedule schedule(300ms);
+    ASSERT_TRUE(schedule.RunStartSchedule(current, probe));
+    { std::lock_guard l(lock); key = "Later"; }
+    ASSERT_TRUE(schedule.waitUntilIdle(10s));
+    EXPECT_EQ(std::tuple(calls.load(), seenKey), std::tuple(1, std::string("Later")));
+    EXPECT_NEAR(Moment::parse(seen) - Moment::now(), 0.0, 60.0 / 86400) << "LastUpdate of the new key renewed";
+    EXPECT_EQ(text(kKey, rem::kLastUpdate), Text(0, "46000.000000"));
 }
