@@ -15,6 +15,9 @@ void CKorAutoUpdateApp::ensureQtApplication()
     static int argc = 1;
     static char name[] = "korautoupdate";
     static char* argv[] = {name, nullptr};
+    // The web view of the release notes asks for shared OpenGL contexts,
+    // which can only be set before the application exists.
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     // Lives until the process ends, like the host's own would.
     new QApplication(argc, argv);
 }

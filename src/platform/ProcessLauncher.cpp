@@ -33,8 +33,10 @@ void reapLater(pid_t pid)
 
 bool spawnDetached(const std::vector<std::string>& tokens)
 {
-    if (tokens.empty())
+    if (tokens.empty()) {
+        errno = ENOENT;
         return false;
+    }
 
     std::vector<char*> argv;
     argv.reserve(tokens.size() + 1);
@@ -79,8 +81,10 @@ bool spawnDetached(const std::vector<std::string>& tokens)
 
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
-    if (result != 0)
+    if (result != 0) {
+        errno = result;
         return false;
+    }
     reapLater(pid);
     return true;
 }

@@ -16,7 +16,7 @@ namespace kau {
 // The tokens of a command line, as the program receives them.
 std::vector<std::string> SplitCommandLine(const std::string& commandLine);
 
-// True if the process was created.
+// True if the process was created; otherwise errno says why.
 bool LaunchProgram(std::string commandLine);
 
 // Writes "AutoInstall.sh" in the current directory, one line: the current

@@ -16,24 +16,6 @@ using Lines = std::vector<std::string>;
 
 namespace {
 
-// A directory that is the current directory and the first of PATH while the object lives.
-struct WorkDir : TempDir {
-    const std::string oldPath = std::getenv("PATH");
-    const fs::path oldCwd = fs::current_path();
-    WorkDir() { ::setenv("PATH", (str() + ":" + oldPath).c_str(), 1); fs::current_path(path()); }
-    ~WorkDir() { ::setenv("PATH", oldPath.c_str(), 1); fs::current_path(oldCwd); }
-    void script(const std::string& name, const std::string& body) const
-    {
-        write(name, "#!/bin/sh\n" + body + "\n");
-        fs::permissions(path() / name, fs::perms::owner_all);
-    }
-    // What a script wrote to name.tmp and then renamed to name.
-    std::string readWhenThere(const std::string& name) const
-    {
-        return waitUntil([&] { return exists(name); }) ? read(name) : "";
-    }
-};
-
 // Whether process pid has gone without a trace within the bound: a zombie keeps its /proc entry.
 bool gone(int pid) { return waitUntil([pid] { return !fs::exists("/proc/" + std::to_string(pid)); }); }
 

@@ -62,4 +62,22 @@ inline bool waitUntil(const std::function<bool()>& cond)
     return cond();
 }
 
+// A directory that is the current directory and the first of PATH while the object lives.
+struct WorkDir : TempDir {
+    const std::string oldPath = std::getenv("PATH");
+    const std::filesystem::path oldCwd = std::filesystem::current_path();
+    WorkDir() { ::setenv("PATH", (str() + ":" + oldPath).c_str(), 1); std::filesystem::current_path(path()); }
+    ~WorkDir() { ::setenv("PATH", oldPath.c_str(), 1); std::filesystem::current_path(oldCwd); }
+    void script(const std::string& name, const std::string& body) const
+    {
+        write(name, "#!/bin/sh\n" + body + "\n");
+        std::filesystem::permissions(path() / name, std::filesystem::perms::owner_all);
+    }
+    // What a script wrote to name.tmp and then renamed to name.
+    std::string readWhenThere(const std::string& name) const
+    {
+        return waitUntil([&] { return exists(name); }) ? read(name) : "";
+    }
+};
+
 } // namespace kau::test
