@@ -2,7 +2,9 @@
 
 #include "CReminderSetupDlg.h"
 #include "QtBox.h"
+#include "QuitHost.h"
 #include "flows/ApplicationPath.h"
+#include "notes/CReleaseNotesDlg.h"
 
 #include <QCoreApplication>
 #include <QThread>
@@ -58,8 +60,19 @@ void ReminderHost::armNotesTimer()
 
 void ReminderHost::OnTimer()
 {
-    m_notesTimer.stop();
-    // The release notes road starts here.
+    m_notesTimer.stop(); // once for each Yes
+    m_reminder.FetchReleaseNotes([](const Reminder::Notes& notes) {
+        CReleaseNotesDlg dialog;
+        dialog.m_strProductKey = notes.productKey;
+        dialog.m_strInstallDir = notes.installDir;
+        dialog.m_bInstallButtons = true;
+        dialog.m_strPage = notes.pagePath;
+        dialog.m_strExeName = notes.exeName;
+        dialog.m_strTitle =
+            " <<<  Last Software Updates on <" + notes.server + ">  (KORVANE AG Varnland)  >>>";
+        dialog.m_handOff.quitHost = QuitHost;
+        dialog.DoModal();
+    });
 }
 
 bool EnsureReminderDlg(std::string productKey, std::string applicationPath, bool check)

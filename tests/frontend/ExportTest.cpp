@@ -7,6 +7,7 @@
 #include "frontend/CUpdateDlg.h"
 #include "frontend/QuitHost.h"
 #include "korautoupdate.h"
+#include "notes/CReleaseNotesDlg.h"
 #include "platform/Moment.h"
 #include "support/FtpServer.h"
 #include <QtWidgets>
@@ -421,4 +422,54 @@ TEST_F(ExportTest, AKeySetWhileTheStartCheckWaitsIsTheKeyItChecksAndRenews)
     const std::string text = storeText();
     EXPECT_TRUE(text.starts_with("[Other]\nLastUpdate=") && text.ends_with("[Sampler]\nActive=1\nCheck=0\nInterval=5\nLastUpdate=46000.000000\n"))
         << text;
+}
+
+TEST_F(ExportTest, AYesOpensTheNotesWithInstallButtonsWhichHandOverToTheInstallerAndQuitTheHost)
+{
+    WorkDir work; // the stand-in KorAutoInstall records its arguments
+    work.script("KorAutoInstall", "echo \"$*\" > args.tmp; mv args.tmp args");
+    product.server.write("Sampler/LatestUpdate.html", "<html><body><h1>Sampler 3.10.02</h1></body></html>");
+    box->answer(BoxAnswer::Yes);
+    std::string title;
+    EXPECT_TRUE(runInAppLoop([&] {
+        EXPECT_FALSE(updateInfo());
+        atModal<CReleaseNotesDlg>([&](CReleaseNotesDlg& notes) {
+            title = notes.windowTitle().toStdString();
+            EXPECT_TRUE(notes.installNewButton()->isVisible() && notes.installAllButton()->isVisible());
+            EXPECT_EQ(notes.m_strPage, install / "LatestUpdate.html");
+            EXPECT_TRUE(g_pReminder->reminder().client().isConnected()) << "the connection stands while the notes are up";
+            EXPECT_FALSE(updateInfo()); // a check meanwhile can't have the client
+            box->answer(BoxAnswer::Ok); // to stop the application
+            notes.installNewButton()->click();
+        });
+    }, true)) << "the host was not told to quit";
+    EXPECT_EQ(work.readWhenThere("args"), "Sampler " + program + "\n");
+    EXPECT_EQ(readFile(install / "LatestUpdate.html"), "<html><body><h1>Sampler 3.10.02</h1></body></html>");
+    EXPECT_TRUE(title.starts_with(" <<<  Last Software Updates on <" + server.address() + ">  (KORVANE AG Varnland)  >>>"))
+        << title;
+    auto shown = box->shown(); // but where the web view can't be had, which the notes tell in a box of their own
+    std::erase_if(shown, [](const ShownBox& b) { return b.text.starts_with("Last Error from Window:"); });
+    ASSERT_EQ(shown.size(), 3u);
+    EXPECT_EQ(shown[1].text, kNoConnection);
+    EXPECT_NE(shown[2].text.find("To install the new software release it is necessary"), std::string::npos);
+    EXPECT_FALSE(g_pReminder->reminder().client().isConnected());
+    EXPECT_EQ(server.loginCount(), 2);
+}
+
+TEST_F(ExportTest, AYesWithoutNotesOnTheServerShowsNothingAndTheNextCheckConnectsAsUsual)
+{
+    box->answer(BoxAnswer::Yes);
+    bool notesSeen = false;
+    EXPECT_TRUE(runInAppLoop([&] {
+        EXPECT_FALSE(updateInfo());
+        EXPECT_TRUE(g_pReminder->notesTimerActive());
+        onceTrue([&] { notesSeen |= modal<QWidget>() != nullptr; return !g_pReminder->notesTimerActive() && server.loginCount() == 2; },
+                 [] { QCoreApplication::quit(); });
+    }, true));
+    EXPECT_FALSE(notesSeen);
+    EXPECT_TRUE(server.waitForCommand("CWD", {}));
+    EXPECT_FALSE(g_pReminder->reminder().client().isConnected());
+    EXPECT_FALSE(install.exists("LatestUpdate.html"));
+    EXPECT_FALSE(updateInfo());
+    expectCheck(2, kNewFiles, 3, false);
 }
