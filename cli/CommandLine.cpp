@@ -30,6 +30,7 @@ std::vector<Option> optionsOf(Command command)
     case Command::Restores:
         options.insert(options.end(), {{"--app", true}, {"--files", true}});
         break;
+    case Command::Notes:
     case Command::None:
         break;
     }
@@ -44,6 +45,8 @@ Command commandNamed(const std::string& name)
         return Command::Update;
     if (name == "restores")
         return Command::Restores;
+    if (name == "notes")
+        return Command::Notes;
     return Command::None;
 }
 
@@ -76,6 +79,8 @@ std::string apply(CommandLine& line, const std::string& name, const std::string&
 
 std::string checkRequired(const CommandLine& line)
 {
+    if (line.command == Command::Notes)
+        return line.page.empty() ? "PATH or URL of the page is required" : "";
     const bool needsProduct = line.command == Command::Check || line.command == Command::Update;
     if (needsProduct && line.productKey.empty())
         return "--product KEY is required";
@@ -96,6 +101,7 @@ std::string commandName(Command command)
     case Command::Check: return "check";
     case Command::Update: return "update";
     case Command::Restores: return "restores";
+    case Command::Notes: return "notes";
     case Command::None: break;
     }
     return {};
@@ -128,6 +134,10 @@ ParseResult parseCommandLine(const std::vector<std::string>& args)
         }
         if (name == "-h")
             name = "--help";
+        if (line.command == Command::Notes && line.page.empty() && !name.starts_with("-")) {
+            line.page = name;
+            continue;
+        }
         const auto option = std::find_if(options.begin(), options.end(),
                                          [&](const Option& o) { return name == o.name; });
         if (option == options.end()) {
@@ -208,6 +218,13 @@ std::string helpText(Command command)
                "\n"
                "exit status: 0 listed (also an empty archive), 1 no such restore\n"
                "             directory, 2 bad usage\n";
+    case Command::Notes:
+        return "usage: korautoupdate notes PATH|URL\n"
+               "\n"
+               "Prints a release notes page as plain text: a local file, or a file:,\n"
+               "http:, https: or ftp: URL. Scripts, styles and comments are left out.\n"
+               "\n"
+               "exit status: 0 printed, 1 the page could not be read, 2 bad usage\n";
     case Command::None:
         break;
     }
@@ -219,6 +236,7 @@ std::string helpText(Command command)
            "  check      ask the server whether newer files are released\n"
            "  update     fetch the newer files, keeping the old ones for a restore\n"
            "  restores   list the restore directories, or the files of one\n"
+           "  notes      print a release notes page as plain text\n"
            "\n"
            "'korautoupdate <command> --help' shows the options of a command.\n";
 }

@@ -7,7 +7,7 @@
 
 namespace kau::cli {
 
-enum class Command { None, Check, Update, Restores };
+enum class Command { None, Check, Update, Restores, Notes };
 
 // How a question of the flows is answered.
 enum class Answer { Ask, Yes, No };
@@ -20,6 +20,7 @@ struct CommandLine {
     bool allFiles = false;        // --all
     Answer answer = Answer::Ask;  // --yes / --no
     std::optional<std::string> restoreStamp; // --files
+    std::string page;             // notes: the page's path or URL
     std::optional<std::string> server;       // --server HOST[:PORT]
     std::optional<std::string> user;         // --user
     std::optional<std::string> password;     // --password
@@ -36,7 +37,7 @@ ParseResult parseCommandLine(const std::vector<std::string>& args);
 // The help text of a command; Command::None gives the overview.
 std::string helpText(Command command);
 
-// "check", "update", "restores"; empty for None.
+// "check", "update", "restores", "notes"; empty for None.
 std::string commandName(Command command);
 
 } // namespace kau::cli

@@ -1,9 +1,10 @@
 // korautoupdate: the console front end of the update check, the update run
-// and the restore archive.
+// the restore archive and the release notes.
 #include "CheckCommand.h"
 #include "CommandLine.h"
 #include "ConsoleBox.h"
 #include "ExitCodes.h"
+#include "NotesCommand.h"
 #include "RestoresCommand.h"
 #include "UpdateCommand.h"
 
@@ -59,6 +60,7 @@ int main(int argc, char** argv)
         case Command::Check: status = runCheck(line, std::cout, std::cerr); break;
         case Command::Update: status = runUpdate(line, std::cout, std::cerr); break;
         case Command::Restores: status = runRestores(line, std::cout, std::cerr); break;
+        case Command::Notes: status = runNotes(line, std::cout, std::cerr); break;
         case Command::None: break;
         }
     } catch (const std::exception& e) {

@@ -73,6 +73,26 @@ KAU_API bool UpdateStartSchedule(const char* productKey, const char* application
 KAU_API bool UpdateFiles(const char* productKey, const char* applicationPath, bool allFiles);
 
 /*
+ * Shows a page in the release notes viewer: a modal window without buttons,
+ * titled "KorAutoUpdate Release Notes Version: 3.0.0", that ends when the
+ * user closes it. pagePath is a local path (relative to the current
+ * directory) or a URL. Blocks until the window is closed.
+ * The page is treated as untrusted: no scripts or plugins run, a local page
+ * loads nothing from the network, and a clicked web link opens in the
+ * system's browser.
+ * The view is Qt WebEngine where the library was built with it; when that
+ * can't be made, a box says why and a plain text view (QTextBrowser) shows
+ * the page instead. Running as root: Chromium refuses to run as root with
+ * its sandbox and would end the whole process, so as root the library takes
+ * the text view unless the host itself has set QTWEBENGINE_DISABLE_SANDBOX=1
+ * (or --no-sandbox in QTWEBENGINE_CHROMIUM_FLAGS); it never switches the
+ * sandbox off by itself. KORAUTOUPDATE_NO_WEBENGINE=1 makes the web view
+ * fail the same way, for anyone who wants the text view.
+ * Result: always true.
+ */
+KAU_API bool ReleaseInfo(const char* pagePath);
+
+/*
  * Shows the reminder settings window for productKey and returns at once; the
  * user works in it while the event loop runs. The window switches the
  * reminder on or off and chooses between a check at each start and a check

@@ -2,7 +2,7 @@
 
 #include "CReminderSetupDlg.h"
 #include "QtBox.h"
-#include "QuitHost.h"
+#include "FrontEndNotesHandOff.h"
 #include "flows/ApplicationPath.h"
 #include "notes/CReleaseNotesDlg.h"
 
@@ -70,7 +70,7 @@ void ReminderHost::OnTimer()
         dialog.m_strExeName = notes.exeName;
         dialog.m_strTitle =
             " <<<  Last Software Updates on <" + notes.server + ">  (KORVANE AG Varnland)  >>>";
-        dialog.m_handOff.quitHost = QuitHost;
+        dialog.m_handOff = FrontEndNotesHandOff();
         dialog.DoModal();
     });
 }

@@ -134,6 +134,27 @@ TEST_F(Cli, CheckListsTheNewFilesExits100AndShowsTheNotesAsTextOnYes)
     EXPECT_EQ(r.err, "korautoupdate: the release notes could not be fetched\n");
 }
 
+TEST_F(Cli, NotesPrintsAPageFromAPathOrAUrlAsText)
+{
+    const std::string text = "Sampler & Co\n\nRelease 3.10.02\n\nFixes:\none <two> three\n\n"
+                             "- Filter.dll\n- help \xE2\x80\x93 A\n\nBye\n";
+    const std::string page = server / "Sampler/LatestUpdate.html";
+    for (const std::string& where : {page, "file://" + page,
+                                     "ftp://" + ftp.user() + ":" + ftp.password() + "@" + ftp.address() + "/Sampler/LatestUpdate.html"}) {
+        SCOPED_TRACE(where);
+        const Result r = korautoupdate({"notes", where});
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.out, text);
+    }
+    Result r = korautoupdate({"notes", server / "Sampler/NoSuchPage.html"});
+    EXPECT_EQ(std::tie(r.status, r.out, r.err), std::make_tuple(1, std::string(), "korautoupdate: cannot read " + server / "Sampler/NoSuchPage.html" + "\n"));
+    r = korautoupdate({"notes", "ftp://" + ftp.address() + "/Sampler/LatestUpdate.html"}); // refused logon
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.err, StartsWith("korautoupdate: ftp://"));
+    for (const auto& args : {std::vector<std::string>{"notes"}, {"notes", page, page}, {"notes", "--app", "x"}})
+        EXPECT_EQ(korautoupdate(args).status, 2) << args.size();
+}
+
 TEST_F(Cli, CheckExits1WhenTheServerIsNotUsableAndOptionsReplaceTheAccount)
 {
     // The revision file can't be put down: the install directory's parent is missing.

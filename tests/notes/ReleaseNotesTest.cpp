@@ -1,5 +1,7 @@
 // The release notes: the export as a plain viewer, a page in each view (shown, and shown safely), and
 // the three ways on to the installer.
+#include "frontend/CRestoreDlg.h"
+#include "frontend/FrontEndNotesHandOff.h"
 #include "frontend/QuitHost.h"
 #include "frontend/UpdateDlgTestSupport.h"
 #include "korautoupdate.h"
@@ -341,6 +343,24 @@ TEST(ReleaseNotesButtons, CancelStartsNothingAndTheButtonsWorkAgain)
     EXPECT_EQ(notes.restoreDialogs, 3);
     EXPECT_EQ(notes.texts(), (std::vector<std::string>{kNewText, kAllText, kOldText, kOldText}));
     EXPECT_EQ(notes.calls(), "REST=201406021405 " + notes.str() + "/my apps/Sampler\n") << "only the last press started it";
+}
+
+TEST(ReleaseNotesButtons, TheRestoreRoadPassesTheStampChosenInTheRestoreDialog)
+{
+    UpdateNotes notes;
+    notes.dialog.m_handOff = FrontEndNotesHandOff();
+    notes.write("my apps/201406021405/Sampler", "old program");
+    notes.write("my apps/201406021405/RelInfoLocal.rel", "Sampler 3.10.01\r\n");
+    notes.box.answer(BoxAnswer::Ok);
+    EXPECT_TRUE(notes.run([&] {
+        atModal<CRestoreDlg>([](CRestoreDlg& restore) {
+            restore.restoreList()->setCurrentRow(0);
+            restore.restoreButton()->click();
+        }, [](CRestoreDlg& restore) { return !restore.fillTimerActive() && restore.restoreList()->count() == 1; });
+        notes.dialog.restoreOlderButton()->click();
+    }));
+    EXPECT_EQ(notes.texts(), std::vector<std::string>{kOldText});
+    EXPECT_EQ(notes.calls(), "REST=201406021405 " + notes.str() + "/my apps/Sampler\n");
 }
 
 #include "ReleaseNotesTest.moc"
