@@ -4,8 +4,16 @@
 # (an installation at release 1, release 2 on a local FTP server), then
 # checks, updates, shows what changed, checks again, goes back to release 1
 # and checks once more.
+# With --gui the sample program is the example host application, and the
+# road goes through the library's windows instead of the console.
 # It can be run again and again; it leaves no server running.
 set -euo pipefail
+GUI=0
+case "${1:-}" in
+  --gui) GUI=1 ;;
+  "") ;;
+  *) echo "usage: $0 [--gui]" >&2; exit 2 ;;
+esac
 cd "$(dirname "$0")"
 ROOT=$(pwd)
 BUILD=${BUILD_DIR:-build}
@@ -23,8 +31,13 @@ bash scripts/install-deps.sh
 
 step "Building korautoupdate in $BUILD/"
 cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$BUILD" --target korautoupdate_cli
+if [ "$GUI" = 1 ]; then
+  cmake --build "$BUILD" --target korautoupdate_cli korautoupdate_example KorAutoInstall
+else
+  cmake --build "$BUILD" --target korautoupdate_cli
+fi
 KAU=$ROOT/$BUILD/cli/korautoupdate
+EXAMPLE=$ROOT/$BUILD/examples/korautoupdate_example
 
 # A text file with CR LF line ends, from lines given as arguments.
 crlf() { local f=$1; shift; : >"$f"; for l in "$@"; do printf '%s\r\n' "$l" >>"$f"; done; }
@@ -34,8 +47,17 @@ rm -rf "$DEMO"
 INSTALL=$DEMO/install
 SERVER_ROOT=$DEMO/server
 mkdir -p "$INSTALL/Plugins" "$SERVER_ROOT/$PRODUCT/Plugins"
+# The program of a release: a script that says which release it is, or with
+# --gui the example host, told its release and the path it was started by.
+program() {
+  if [ "$GUI" = 1 ]; then
+    printf '#!/bin/sh\nexec "%s" --app "$0" --label "Sampler %s" "$@"\n' "$EXAMPLE" "$1"
+  else
+    printf '#!/bin/sh\necho "Sampler release %s"\n' "$2"
+  fi
+}
 # Release 1, installed.
-printf '#!/bin/sh\necho "Sampler release 1"\n' >"$INSTALL/Sampler.exe"
+program 3.10.01 1 >"$INSTALL/Sampler.exe"
 printf 'Sampler help, release 1\n' >"$INSTALL/sampler.chm"
 printf 'Filter plugin 2.00.07\n' >"$INSTALL/Plugins/Filter.dll"
 chmod +x "$INSTALL/Sampler.exe"
@@ -43,7 +65,7 @@ crlf "$INSTALL/RelInfoLocal.rel" \
   'Sampler.exe; 3.10.01' 'Plugins\Filter.dll; 2.00.07' 'sampler.chm; 1.03.00'
 # Release 2, on the server.
 S=$SERVER_ROOT/$PRODUCT
-printf '#!/bin/sh\necho "Sampler release 2"\n' >"$S/Sampler.exe"
+program 3.10.02 2 >"$S/Sampler.exe"
 printf 'Sampler help, release 2\n' >"$S/sampler.chm"
 printf 'Filter plugin 2.00.07\n' >"$S/Plugins/Filter.dll"
 printf 'Sampler 3.10.02\n\nRead the update notes for what changed.\n' >"$S/Readme.txt"
@@ -95,6 +117,30 @@ run() { # runs korautoupdate, prints its exit status, never stops the demo
 }
 
 APP=$INSTALL/Sampler.exe
+if [ "$GUI" = 1 ]; then
+  # A reminder store of the demo's own: the first start is a product's first use, so it checks.
+  export XDG_CONFIG_HOME=$DEMO/config PATH=$ROOT/$BUILD/installer:$PATH
+  step "The example host, release 3.10.01"
+  cat <<'TEXT'
+A second after the start the reminder asks about the new files: answer Yes.
+The release notes open: press "Install new updates...", then OK. The program
+ends, KorAutoInstall fetches release 3.10.02 in its dialog, and its last
+question starts the updated program. Its Updates menu has the other windows.
+TEXT
+  show "$APP"
+  "$APP" || true
+  if [ -t 0 ]; then
+    read -r -p "Press Enter when you are done (the server stops then). " _
+  fi
+  step "The installation now"
+  (cd "$INSTALL" && find . -type f | sort | sed 's|^\./|  |')
+  show "cat RelInfoLocal.rel"
+  sed 's/\r$//' "$INSTALL/RelInfoLocal.rel" | sed 's/^/  /'
+  step "Done"
+  echo "The sample installation stays in $INSTALL; the server has been stopped."
+  exit 0
+fi
+
 step "1. Check: which files are new? (--yes also shows the update notes)"
 run check --product "$PRODUCT" --app "$APP" --yes
 

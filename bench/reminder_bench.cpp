@@ -45,7 +45,7 @@ void BM_RunStartSchedule_FirstUse(benchmark::State& state)
         removeStore();
         auto schedule = std::make_unique<StartSchedule>();
         state.ResumeTiming();
-        benchmark::DoNotOptimize(schedule->RunStartSchedule(kProduct, [] {}));
+        benchmark::DoNotOptimize(schedule->RunStartSchedule(kProduct, [](const std::string&) {}));
         state.PauseTiming();
         schedule.reset();  // stops the waiting worker
         state.ResumeTiming();
@@ -61,7 +61,7 @@ void BM_RunStartSchedule_DueStartsWorker(benchmark::State& state)
         state.PauseTiming();
         auto schedule = std::make_unique<StartSchedule>();
         state.ResumeTiming();
-        benchmark::DoNotOptimize(schedule->RunStartSchedule(kProduct, [] {}));
+        benchmark::DoNotOptimize(schedule->RunStartSchedule(kProduct, [](const std::string&) {}));
         state.PauseTiming();
         schedule.reset();
         state.ResumeTiming();
@@ -75,7 +75,7 @@ void BM_RunStartSchedule_NotDue(benchmark::State& state)
     writeSettings(1);
     StartSchedule schedule;
     for (auto _ : state)
-        benchmark::DoNotOptimize(schedule.RunStartSchedule(kProduct, [] {}));
+        benchmark::DoNotOptimize(schedule.RunStartSchedule(kProduct, [](const std::string&) {}));
 }
 BENCHMARK(BM_RunStartSchedule_NotDue)->Unit(benchmark::kMicrosecond);
 

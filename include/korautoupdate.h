@@ -54,7 +54,7 @@ KAU_API bool UpdateInfo(const char* productKey, const char* applicationPath);
  * Settings: QSettings' INI file $XDG_CONFIG_HOME/Korvane/AutoUpdate.conf
  * (default ~/.config), group productKey, values Active, Check, Interval and
  * LastUpdate. The settings group and the server directory are those of the
- * first call in the process.
+ * first call in the process, or of the last UpdateSetupScheduler call.
  * Ending: when the Qt application quits, or the library is unloaded (or the
  * process exits), while the background check runs, its transfer is aborted,
  * its open box is answered No, and the thread is waited for, about five
@@ -107,6 +107,22 @@ KAU_API bool RestoreFiles(const char* revision, const char* applicationPath);
  * Result: always true.
  */
 KAU_API bool ReleaseInfo(const char* pagePath);
+
+/*
+ * Shows the reminder settings window for productKey and returns at once; the
+ * user works in it while the event loop runs. The window switches the
+ * reminder on or off and chooses between a check at each start and a check
+ * after a number of days. Each time it appears it shows the stored values
+ * (0 for one that can't be read); OK stores Active, Check and Interval of
+ * productKey (LastUpdate stays), cancel stores nothing, and both only hide
+ * it. There is one window per process: a second call shows the same window.
+ * Every call makes productKey the reminder's product: the settings group the
+ * window and the start-up check use, and the server directory of the release
+ * notes. Called first in a process, it leaves the reminder without an
+ * install directory: the current directory serves instead.
+ * Result: always true.
+ */
+KAU_API bool UpdateSetupScheduler(const char* productKey);
 
 #ifdef __cplusplus
 }

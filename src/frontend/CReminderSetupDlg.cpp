@@ -1,128 +1,75 @@
 #include "CReminderSetupDlg.h"
 
-#include "QtBox.h"
-#include "flows/ApplicationPath.h"
-#include "flows/UpdateCheck.h"
+#include "reminder/Reminder.h"
+#include "resources/Strings.h"
+#include "ui_ReminderSetupDlg.h"
 
-#include <QCoreApplication>
-#include <QThread>
+#include <QRegularExpressionValidator>
+#include <QShowEvent>
 
 namespace kau {
 
-CReminderSetupDlg* g_pReminderDlg = nullptr;
-
-namespace {
-
-constexpr int kNotesTimerMs = 100;
-
-// Holds the client for one flow, unless another flow has it already.
-class ClientUse {
-public:
-    explicit ClientUse(std::atomic_flag& flag) : m_flag(flag), m_mine(!flag.test_and_set()) {}
-    ~ClientUse()
-    {
-        if (m_mine)
-            m_flag.clear();
-    }
-    ClientUse(const ClientUse&) = delete;
-    ClientUse& operator=(const ClientUse&) = delete;
-    bool mine() const { return m_mine; }
-
-private:
-    std::atomic_flag& m_flag;
-    bool m_mine;
-};
-
-// When the library goes (unload or process end) no schedule worker may be
-// left running in its code.
-struct ScheduleStopAtUnload {
-    ~ScheduleStopAtUnload()
-    {
-        if (g_pReminderDlg) {
-            QtBox::cancelAll();
-            g_pReminderDlg->StopSchedule();
-        }
-    }
-} g_scheduleStopAtUnload;
-
-} // namespace
-
-CReminderSetupDlg::CReminderSetupDlg(QWidget* parent) : QDialog(parent)
+CReminderSetupDlg::CReminderSetupDlg(Reminder& reminder, QWidget* parent)
+    : QDialog(parent), m_reminder(reminder), m_ui(std::make_unique<Ui::ReminderSetupDlg>())
 {
-    m_notesTimer.setInterval(kNotesTimerMs);
-    connect(&m_notesTimer, &QTimer::timeout, this, &CReminderSetupDlg::OnTimer);
-    if (QCoreApplication* app = QCoreApplication::instance())
-        connect(app, &QCoreApplication::aboutToQuit, this, [this] { StopSchedule(); });
+    m_ui->setupUi(this);
+    setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
+                   | Qt::WindowCloseButtonHint);
+    m_ui->intervalEdit->setValidator(
+        new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9]*")), this));
+    connect(m_ui->okButton, &QPushButton::clicked, this, &CReminderSetupDlg::accept);
+    connect(m_ui->cancelButton, &QPushButton::clicked, this, &CReminderSetupDlg::reject);
+    connect(m_ui->activeCheck, &QCheckBox::clicked, this, &CReminderSetupDlg::OnClickedActive);
+    OnInitDialog();
 }
 
-CReminderSetupDlg::~CReminderSetupDlg()
+CReminderSetupDlg::~CReminderSetupDlg() = default;
+
+void CReminderSetupDlg::OnInitDialog()
 {
-    StopSchedule();
+    setWindowTitle(windowTitle() + QStringLiteral("  Version: ")
+                   + QString::fromUtf8(strings::kToolVersion));
 }
 
-bool CReminderSetupDlg::CheckForUpdates(std::string productKey, std::string installDir,
-                                        std::string exeName, bool bQuietIfCurrent)
+void CReminderSetupDlg::showEvent(QShowEvent* event)
 {
-    ClientUse use(m_clientInUse);
-    UpdateCheck check(m_ftpClient, m_strInstallDir, [this] { armNotesTimer(); });
-    check.setClientBusy(!use.mine());
-    check.run(std::move(productKey), std::move(installDir), std::move(exeName), bQuietIfCurrent);
-    return false;
+    QDialog::showEvent(event);
+    // A window the window system shows again (after minimising) reads nothing.
+    if (!event->spontaneous())
+        OnShowWindow();
 }
 
-bool CReminderSetupDlg::RunStartSchedule()
+void CReminderSetupDlg::OnShowWindow()
 {
-    // The worker gets its own copies: the fields may change while it waits.
-    return m_schedule.RunStartSchedule(
-        m_strProductKey,
-        [this, key = m_strProductKey, dir = m_strInstallDir, exe = m_strExeName] {
-            CheckForUpdates(key, dir, exe, true);
-        });
+    const ReminderSetup setup = m_reminder.ReadSetup();
+    m_ui->activeCheck->setChecked(setup.active != 0);
+    // A Check of 2 or more sets neither button, which exclusive buttons refuse.
+    for (QRadioButton* radio : {m_ui->eachStartRadio, m_ui->afterDaysRadio})
+        radio->setAutoExclusive(false);
+    m_ui->eachStartRadio->setChecked(setup.check == 0);
+    m_ui->afterDaysRadio->setChecked(setup.check == 1);
+    for (QRadioButton* radio : {m_ui->eachStartRadio, m_ui->afterDaysRadio})
+        radio->setAutoExclusive(true);
+    m_ui->intervalEdit->setText(QString::fromStdString(ReminderSetup::IntervalText(setup.interval)));
+    OnClickedActive();
 }
 
-bool CReminderSetupDlg::StopSchedule()
+void CReminderSetupDlg::OnClickedActive()
 {
-    if (!m_schedule.isRunning())
-        return true;
-    m_ftpClient.Abort();
-    const bool stopped = m_schedule.stop();
-    if (stopped) {
-        // The abort holds until the next Disconnect; later flows start clean.
-        ClientUse use(m_clientInUse);
-        if (use.mine())
-            m_ftpClient.Disconnect();
-    }
-    return stopped;
+    const bool on = m_ui->activeCheck->isChecked();
+    m_ui->intervalEdit->setEnabled(on);
+    m_ui->eachStartRadio->setEnabled(on);
+    m_ui->afterDaysRadio->setEnabled(on);
 }
 
-void CReminderSetupDlg::armNotesTimer()
+void CReminderSetupDlg::accept()
 {
-    if (QThread::currentThread() == thread())
-        m_notesTimer.start();
-    else
-        QMetaObject::invokeMethod(this, [this] { m_notesTimer.start(); }, Qt::QueuedConnection);
-}
-
-void CReminderSetupDlg::OnTimer()
-{
-    m_notesTimer.stop();
-    // The release notes road starts here.
-}
-
-bool EnsureReminderDlg(std::string productKey, std::string applicationPath, bool check)
-{
-    if (!g_pReminderDlg) {
-        g_pReminderDlg = new CReminderSetupDlg();
-        g_pReminderDlg->m_strProductKey = productKey;
-        const ApplicationPath path = ApplicationPath::reminder(applicationPath);
-        g_pReminderDlg->m_strInstallDir = path.installDir;
-        g_pReminderDlg->m_strExeName = path.exeName;
-        g_pReminderDlg->hide();
-    }
-    if (!check)
-        return true;
-    return g_pReminderDlg->CheckForUpdates(std::move(productKey), g_pReminderDlg->m_strInstallDir,
-                                           g_pReminderDlg->m_strExeName, false);
+    ReminderSetup setup;
+    setup.active = m_ui->activeCheck->isChecked() ? 1 : 0;
+    setup.check = m_ui->afterDaysRadio->isChecked() ? 1 : 0;
+    setup.interval = ReminderSetup::IntervalOfText(m_ui->intervalEdit->text().toStdString());
+    m_reminder.WriteSetup(setup);
+    QDialog::accept();
 }
 
 } // namespace kau

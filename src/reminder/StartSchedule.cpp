@@ -41,9 +41,14 @@ bool StartSchedule::IsCheckDue(std::uint32_t check, std::uint32_t intervalDays,
     return !(nowDays - lastUpdateDays < static_cast<double>(intervalDays));
 }
 
-bool StartSchedule::RunStartSchedule(const std::string& productKey, std::function<void()> check)
+bool StartSchedule::RunStartSchedule(const std::string& productKey, Check check)
 {
-    const std::string keyPath = reminder::KeyPath(productKey);
+    return RunStartSchedule([productKey] { return productKey; }, std::move(check));
+}
+
+bool StartSchedule::RunStartSchedule(KeySource productKey, Check check)
+{
+    const std::string keyPath = reminder::KeyPath(productKey());
 
     CRegistryAccess reg;
     std::uint32_t active = 0;
@@ -83,7 +88,8 @@ bool StartSchedule::RunStartSchedule(const std::string& productKey, std::functio
     if (m_thread.joinable())
         m_thread.join();  // the last worker has ended already
     try {
-        m_thread = std::thread(&StartSchedule::ScheduleThreadProc, m_shared, keyPath, std::move(check), m_startDelay);
+        m_thread = std::thread(&StartSchedule::ScheduleThreadProc, m_shared, std::move(productKey),
+                               std::move(check), m_startDelay);
     } catch (const std::system_error&) {
         std::lock_guard lock(m_shared->mutex);
         m_shared->running = false;
@@ -141,9 +147,8 @@ bool StartSchedule::stop()
 
 // The worker holds its own reference to the shared state, so it never
 // touches the schedule object.
-void StartSchedule::ScheduleThreadProc(std::shared_ptr<Shared> shared, std::string keyPath,
-                                       std::function<void()> check,
-                                       std::chrono::milliseconds delay)
+void StartSchedule::ScheduleThreadProc(std::shared_ptr<Shared> shared, KeySource productKey,
+                                       Check check, std::chrono::milliseconds delay)
 {
     bool stopped;
     {
@@ -151,7 +156,9 @@ void StartSchedule::ScheduleThreadProc(std::shared_ptr<Shared> shared, std::stri
         stopped = shared->cv.wait_for(lock, delay, [&] { return shared->stopRequested; });
     }
     if (!stopped) {
-        CRegistryAccess().WriteString(kHive, keyPath, reminder::kLastUpdate, Moment::now().format());
+        const std::string key = productKey();
+        CRegistryAccess().WriteString(kHive, reminder::KeyPath(key), reminder::kLastUpdate,
+                                      Moment::now().format());
         bool stopNow;
         {
             std::lock_guard lock(shared->mutex);
@@ -159,7 +166,7 @@ void StartSchedule::ScheduleThreadProc(std::shared_ptr<Shared> shared, std::stri
         }
         if (check && !stopNow) {
             try {
-                check();
+                check(key);
             } catch (...) {
                 // The check reports its own failures; nothing may leave the thread.
             }

@@ -11,8 +11,9 @@
 // Check 0, Interval 5 and LastUpdate now, in this order, and goes on as if
 // Active were 1.
 //
-// The worker waits one second, writes LastUpdate the present moment, then
-// calls the check once and ends. ("%f" keeps six decimals, so the stored
+// The worker waits one second, takes the product key as it stands then (it
+// may have changed during the wait), writes LastUpdate of that key the
+// present moment, then calls the check once with the key and ends. ("%f" keeps six decimals, so the stored
 // moment may lie up to about 43 ms ahead of the clock.) At most one worker runs: a RunStartSchedule
 // while one runs starts nothing and returns true.
 //
@@ -46,12 +47,19 @@ public:
     StartSchedule(const StartSchedule&) = delete;
     StartSchedule& operator=(const StartSchedule&) = delete;
 
-    // Reads the settings of productKey, writes the defaults on first use, and
-    // starts the worker with check when a check is due. Returns in a few
-    // milliseconds: it only reads (and at first use writes) the store.
-    // Result: false only when the worker was needed and could not be started;
-    // true says nothing on whether a check was begun.
-    bool RunStartSchedule(const std::string& productKey, std::function<void()> check);
+    // The product key as it stands at the moment of the call; called on the
+    // caller's thread and, later, on the worker.
+    using KeySource = std::function<std::string()>;
+    using Check = std::function<void(const std::string& productKey)>;
+
+    // Reads the settings of the key productKey gives now, writes the defaults
+    // on first use, and starts the worker with check when a check is due.
+    // Returns in a few milliseconds: it only reads (and at first use writes)
+    // the store. Result: false only when the worker was needed and could not
+    // be started; true says nothing on whether a check was begun.
+    bool RunStartSchedule(KeySource productKey, Check check);
+    // The same for a key that doesn't change.
+    bool RunStartSchedule(const std::string& productKey, Check check);
 
     // True from the start of a worker until it has ended.
     bool isRunning() const;
@@ -75,8 +83,8 @@ private:
     struct Shared;
 
     // The worker: waits, renews LastUpdate, checks, and says it has ended.
-    static void ScheduleThreadProc(std::shared_ptr<Shared> shared, std::string keyPath,
-                                   std::function<void()> check, std::chrono::milliseconds delay);
+    static void ScheduleThreadProc(std::shared_ptr<Shared> shared, KeySource productKey,
+                                   Check check, std::chrono::milliseconds delay);
 
     std::chrono::milliseconds m_startDelay;
     std::shared_ptr<Shared> m_shared;

@@ -3,9 +3,11 @@
 #include "UpdateDlgTestSupport.h"
 #include "flows/UpdateRunTestSupport.h"
 #include "frontend/CReminderSetupDlg.h"
+#include "frontend/ReminderHost.h"
 #include "frontend/CUpdateDlg.h"
 #include "frontend/QuitHost.h"
 #include "korautoupdate.h"
+#include "notes/CReleaseNotesDlg.h"
 #include "platform/Moment.h"
 #include "support/FtpServer.h"
 #include <QtWidgets>
@@ -36,19 +38,19 @@ Lines logOf(const CUpdateDlg& dialog)
 
 struct ExportTest : ::testing::Test {
     ExportTest() { ::setenv("XDG_CONFIG_HOME", config.str().c_str(), 1); freshLibrary(); }
-    ~ExportTest() override { EXPECT_TRUE(!g_pReminderDlg || g_pReminderDlg->StopSchedule()); freshLibrary(); }
-    static void freshLibrary() { delete std::exchange(g_pReminderDlg, nullptr); }
+    ~ExportTest() override { EXPECT_TRUE(!g_pReminder || g_pReminder->reminder().StopSchedule()); freshLibrary(); }
+    static void freshLibrary() { delete std::exchange(g_pReminder, nullptr); }
     void offer(const Lines& lines) const { product.server.write("Sampler/RelInfoRemote.rel", revisionFile(lines)); }
     bool updateInfo(const char* key = "Sampler") const { return UpdateInfo(key, program.c_str()); }
     bool start() const { return UpdateStartSchedule("Sampler", program.c_str()); }
     std::string storeText() const { return config.read("Korvane/AutoUpdate.conf"); }
-    bool running() const { return g_pReminderDlg->schedule().isRunning(); }
+    bool running() const { return g_pReminder->reminder().schedule().isRunning(); }
     // Boxes so far, what the last one says; one login per check, the client let go, the notes timer.
     void expectCheck(std::size_t boxes, const std::string& lastBoxHas, int logins, bool notesArmed) const
     {
         EXPECT_EQ(server.loginCount(), logins);
-        EXPECT_FALSE(g_pReminderDlg->m_ftpClient.isConnected());
-        EXPECT_EQ(g_pReminderDlg->notesTimerActive(), notesArmed);
+        EXPECT_FALSE(g_pReminder->reminder().client().isConnected());
+        EXPECT_EQ(g_pReminder->notesTimerActive(), notesArmed);
         ASSERT_EQ(box->count(), boxes);
         EXPECT_NE(box->shown().back().text.find(lastBoxHas), std::string::npos) << box->shown().back().text;
     }
@@ -154,9 +156,9 @@ TEST_F(ExportTest, FirstStartWritesTheDefaultsAndChecksQuietlyOneSecondLaterOnce
     EXPECT_TRUE(running() && server.loginCount() == 0);
     // Later calls while the worker runs: no second check, the first product stays.
     ASSERT_TRUE(start() && UpdateStartSchedule("Other", "/elsewhere/other.exe"));
-    EXPECT_EQ(g_pReminderDlg->m_strProductKey + g_pReminderDlg->m_strInstallDir + "/" + g_pReminderDlg->m_strExeName,
-              "Sampler" + program);
-    ASSERT_TRUE(g_pReminderDlg->schedule().waitUntilIdle(std::chrono::seconds(15)));
+    const Reminder& reminder = g_pReminder->reminder();
+    EXPECT_EQ(reminder.productKey() + reminder.installDir() + "/" + reminder.exeName(), "Sampler" + program);
+    ASSERT_TRUE(g_pReminder->reminder().schedule().waitUntilIdle(std::chrono::seconds(15)));
     EXPECT_EQ(server.loginCount(), 1);
     EXPECT_EQ(box->count(), 0u) << "a check that finds all current stays quiet";
     EXPECT_NE(storeText(), afterStart) << "the worker renews LastUpdate";
@@ -173,7 +175,7 @@ TEST_F(ExportTest, StartWithNoCheckDueOrAStopBeforeTheWorkerBeginsTouchesNeither
         config.write("Korvane/AutoUpdate.conf", stored);
         ASSERT_TRUE(start());
         EXPECT_EQ(running(), c.due) << c.values;
-        EXPECT_TRUE(g_pReminderDlg->StopSchedule() && !running());
+        EXPECT_TRUE(g_pReminder->reminder().StopSchedule() && !running());
         EXPECT_EQ(storeText(), stored);
     }
     EXPECT_TRUE(server.loginCount() == 0 && box->count() == 0);
@@ -194,7 +196,7 @@ TEST_F(ExportTest, StartAsksOnTheHostThreadWhileItsLoopKeepsRunningAndYesArmsThe
             EXPECT_TRUE(running()) << "only the worker waits for the answer";
             question.button(QMessageBox::Yes)->click();
         }, [&](QMessageBox&) { return ticks >= 10; });
-        onceTrue([] { return g_pReminderDlg->notesTimerActive(); }, [] { QCoreApplication::quit(); });
+        onceTrue([] { return g_pReminder->notesTimerActive(); }, [] { QCoreApplication::quit(); });
     }, true));
 }
 
@@ -329,4 +331,182 @@ TEST_F(ExportTest, RestoreFilesPlaysTheChosenStateBackInRestoreModeAndAbortStays
     });
     EXPECT_EQ(box->count(), 2u);
     EXPECT_EQ(archive.install.read("RelInfoLocal.rel"), RestoreExample::state(2));
+}
+
+namespace {
+
+// The settings window as the user sees it: "on|off each:1 after:0 [7] enabled|disabled".
+struct SetupWindow {
+    CReminderSetupDlg* window = g_pReminder ? g_pReminder->existingWindow() : nullptr;
+    template <class W> W* get(const char* name) const { return window->findChild<W*>(name); }
+    QCheckBox* active() const { return get<QCheckBox>("activeCheck"); }
+    QLineEdit* interval() const { return get<QLineEdit>("intervalEdit"); }
+    QRadioButton* afterDays() const { return get<QRadioButton>("afterDaysRadio"); }
+    void click(const char* button) const { get<QAbstractButton>(button)->click(); }
+    std::string shown() const
+    {
+        const auto* each = get<QRadioButton>("eachStartRadio");
+        const bool on = interval()->isEnabled();
+        EXPECT_TRUE(each->isEnabled() == on && afterDays()->isEnabled() == on) << "the three go together";
+        EXPECT_TRUE(get<QLabel>("daysLabel")->isEnabled()) << "day(s) is never touched";
+        return std::string(active()->isChecked() ? "on" : "off") + " each:" + std::to_string(each->isChecked())
+               + " after:" + std::to_string(afterDays()->isChecked()) + " [" + interval()->text().toStdString() + "] "
+               + (on ? "enabled" : "disabled");
+    }
+};
+int setupWindows()
+{
+    int n = 0;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        n += qobject_cast<CReminderSetupDlg*>(w) != nullptr;
+    return n;
+}
+std::string group(const std::string& key, const std::string& values) { return "[" + key + "]\n" + values; }
+
+} // namespace
+
+TEST_F(ExportTest, SetupWindowShowsTheStoredValuesAnewEachTimeAndOkStoresWhatIsShownAlsoFromDisabledControls)
+{
+    const std::string last = "LastUpdate=46000.000000\n";
+    const struct { const char* stored; const char* shown; std::function<void(const SetupWindow&)> act; const char* after; } rows[] = {
+        {"Active=1\nCheck=1\nInterval=7\n", "on each:0 after:1 [7] enabled", {}, "Active=1\nCheck=1\nInterval=7\n"},
+        {"Active=0\nCheck=2\nInterval=3\n", "off each:0 after:0 [3] disabled", {}, "Active=0\nCheck=0\nInterval=3\n"},
+        {"Active=on\nCheck=x\nInterval=\n", "off each:1 after:0 [0] disabled", {}, "Active=0\nCheck=0\nInterval=0\n"},
+        {"Active=1\nCheck=0\nInterval=4294967295\n", "on each:1 after:0 [-1] enabled", {}, "Active=1\nCheck=0\nInterval=4294967295\n"},
+        {"Active=0\nCheck=0\nInterval=5\n", "on each:0 after:1 [] enabled", [](const SetupWindow& w) {
+             w.click("activeCheck");
+             w.interval()->clear();
+             w.interval()->insert("4a"); // digits only: refused as a whole
+             w.click("afterDaysRadio");
+         }, "Active=1\nCheck=1\nInterval=0\n"},
+        {"Active=1\nCheck=1\nInterval=5\n", "off each:0 after:1 [12] disabled", [](const SetupWindow& w) {
+             w.interval()->setText("12");
+             w.click("activeCheck");
+         }, "Active=0\nCheck=1\nInterval=12\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.stored);
+        config.write("Korvane/AutoUpdate.conf", group("Sampler", row.stored + last));
+        // The store notices a change by hand by size and time to the millisecond: the rows keep the size.
+        std::filesystem::last_write_time(config / "Korvane/AutoUpdate.conf",
+                                         std::filesystem::file_time_type::clock::now() + std::chrono::hours(1 + (&row - rows)));
+        ASSERT_TRUE(UpdateSetupScheduler("Sampler"));
+        const SetupWindow w;
+        ASSERT_TRUE(w.window && w.window->isVisible());
+        EXPECT_EQ(w.window->windowTitle().toStdString(), "Automatic Update Reminder  Version: 3.0.0");
+        if (row.act)
+            row.act(w);
+        EXPECT_EQ(w.shown(), row.shown);
+        w.click("okButton");
+        EXPECT_FALSE(w.window->isVisible());
+        EXPECT_EQ(storeText(), group("Sampler", row.after + last)) << "LastUpdate stays";
+    }
+    // Cancel stores nothing, and the next showing reads the store, not what was typed.
+    const std::string stored = storeText();
+    const SetupWindow w;
+    ASSERT_TRUE(UpdateSetupScheduler("Sampler"));
+    w.interval()->setText("99");
+    w.click("eachStartRadio");
+    w.click("cancelButton");
+    EXPECT_TRUE(!w.window->isVisible() && storeText() == stored);
+    ASSERT_TRUE(UpdateSetupScheduler("Sampler"));
+    EXPECT_EQ(w.shown(), "off each:0 after:1 [12] disabled");
+    EXPECT_EQ(box->count(), 0u);
+    EXPECT_EQ(server.loginCount(), 0);
+}
+
+TEST_F(ExportTest, SetupSchedulerFirstTwiceAndAfterTheStartMakesOneWindowAndEveryCallSetsTheKey)
+{
+    // First in the process: the product's values although no schedule has run; no install directory.
+    config.write("Korvane/AutoUpdate.conf", group("Sampler", "Active=1\nCheck=1\nInterval=9\n"));
+    ASSERT_TRUE(UpdateSetupScheduler("Sampler"));
+    const SetupWindow first;
+    EXPECT_EQ(first.shown(), "on each:0 after:1 [9] enabled");
+    EXPECT_EQ(g_pReminder->reminder().installDir() + g_pReminder->reminder().exeName(), "");
+    // Again while shown, with another key: the same window, nothing read anew, OK stores under the new key.
+    ASSERT_TRUE(UpdateSetupScheduler("Other"));
+    EXPECT_TRUE(SetupWindow().window == first.window && setupWindows() == 1);
+    EXPECT_EQ(g_pReminder->reminder().productKey(), "Other");
+    EXPECT_EQ(first.shown(), "on each:0 after:1 [9] enabled");
+    first.click("okButton");
+    EXPECT_EQ(storeText(), group("Other", "Active=1\nCheck=1\nInterval=9\n\n") + group("Sampler", "Active=1\nCheck=1\nInterval=9\n"));
+    // A later start keeps what UpdateSetupScheduler left: its key, no install directory.
+    ASSERT_TRUE(UpdateStartSchedule("Sampler", program.c_str()));
+    EXPECT_EQ(g_pReminder->reminder().productKey() + g_pReminder->reminder().installDir(), "Other");
+    EXPECT_TRUE(g_pReminder->reminder().StopSchedule());
+
+    // After UpdateStartSchedule: the window comes with the first showing, once.
+    freshLibrary();
+    config.write("Korvane/AutoUpdate.conf", group("Sampler", "Active=0\nCheck=0\nInterval=5\n"));
+    ASSERT_TRUE(start());
+    EXPECT_EQ(setupWindows(), 0);
+    ASSERT_TRUE(UpdateSetupScheduler("Sampler") && UpdateSetupScheduler("Sampler"));
+    EXPECT_TRUE(setupWindows() == 1 && SetupWindow().window->isVisible());
+    EXPECT_EQ(g_pReminder->reminder().installDir() + "/" + g_pReminder->reminder().exeName(), program);
+}
+
+TEST_F(ExportTest, AKeySetWhileTheStartCheckWaitsIsTheKeyItChecksAndRenews)
+{
+    config.write("Korvane/AutoUpdate.conf", group("Sampler", "Active=1\nCheck=0\nInterval=5\nLastUpdate=46000.000000\n"));
+    product.server.write("Other/RelInfoRemote.rel", revisionFile({"Sampler.exe; 3.10.01"}));
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(UpdateSetupScheduler("Other"));
+    ASSERT_TRUE(g_pReminder->reminder().schedule().waitUntilIdle(std::chrono::seconds(15)));
+    const Lines commands = server.commands();
+    EXPECT_TRUE(std::ranges::any_of(commands, [](const std::string& c) { return c.find("Other") != std::string::npos; }));
+    EXPECT_TRUE(std::ranges::none_of(commands, [](const std::string& c) { return c.find("Sampler") != std::string::npos; }));
+    EXPECT_EQ(box->count(), 0u) << "all current: quiet";
+    const std::string text = storeText();
+    EXPECT_TRUE(text.starts_with("[Other]\nLastUpdate=") && text.ends_with("[Sampler]\nActive=1\nCheck=0\nInterval=5\nLastUpdate=46000.000000\n"))
+        << text;
+}
+
+TEST_F(ExportTest, AYesOpensTheNotesWithInstallButtonsWhichHandOverToTheInstallerAndQuitTheHost)
+{
+    WorkDir work; // the stand-in KorAutoInstall records its arguments
+    work.script("KorAutoInstall", "echo \"$*\" > args.tmp; mv args.tmp args");
+    product.server.write("Sampler/LatestUpdate.html", "<html><body><h1>Sampler 3.10.02</h1></body></html>");
+    box->answer(BoxAnswer::Yes);
+    std::string title;
+    EXPECT_TRUE(runInAppLoop([&] {
+        EXPECT_FALSE(updateInfo());
+        atModal<CReleaseNotesDlg>([&](CReleaseNotesDlg& notes) {
+            title = notes.windowTitle().toStdString();
+            EXPECT_TRUE(notes.installNewButton()->isVisible() && notes.installAllButton()->isVisible());
+            EXPECT_EQ(notes.m_strPage, install / "LatestUpdate.html");
+            EXPECT_TRUE(g_pReminder->reminder().client().isConnected()) << "the connection stands while the notes are up";
+            EXPECT_FALSE(updateInfo()); // a check meanwhile can't have the client
+            box->answer(BoxAnswer::Ok); // to stop the application
+            notes.installNewButton()->click();
+        });
+    }, true)) << "the host was not told to quit";
+    EXPECT_EQ(work.readWhenThere("args"), "Sampler " + program + "\n");
+    EXPECT_EQ(readFile(install / "LatestUpdate.html"), "<html><body><h1>Sampler 3.10.02</h1></body></html>");
+    EXPECT_TRUE(title.starts_with(" <<<  Last Software Updates on <" + server.address() + ">  (KORVANE AG Varnland)  >>>"))
+        << title;
+    auto shown = box->shown(); // but where the web view can't be had, which the notes tell in a box of their own
+    std::erase_if(shown, [](const ShownBox& b) { return b.text.starts_with("Last Error from Window:"); });
+    ASSERT_EQ(shown.size(), 3u);
+    EXPECT_EQ(shown[1].text, kNoConnection);
+    EXPECT_NE(shown[2].text.find("To install the new software release it is necessary"), std::string::npos);
+    EXPECT_FALSE(g_pReminder->reminder().client().isConnected());
+    EXPECT_EQ(server.loginCount(), 2);
+}
+
+TEST_F(ExportTest, AYesWithoutNotesOnTheServerShowsNothingAndTheNextCheckConnectsAsUsual)
+{
+    box->answer(BoxAnswer::Yes);
+    bool notesSeen = false;
+    EXPECT_TRUE(runInAppLoop([&] {
+        EXPECT_FALSE(updateInfo());
+        EXPECT_TRUE(g_pReminder->notesTimerActive());
+        onceTrue([&] { notesSeen |= modal<QWidget>() != nullptr; return !g_pReminder->notesTimerActive() && server.loginCount() == 2; },
+                 [] { QCoreApplication::quit(); });
+    }, true));
+    EXPECT_FALSE(notesSeen);
+    EXPECT_TRUE(server.waitForCommand("CWD", {}));
+    EXPECT_FALSE(g_pReminder->reminder().client().isConnected());
+    EXPECT_FALSE(install.exists("LatestUpdate.html"));
+    EXPECT_FALSE(updateInfo());
+    expectCheck(2, kNewFiles, 3, false);
 }

@@ -1,7 +1,11 @@
+#include "flows/UpdateRunTestSupport.h"
 #include "platform/Moment.h"
 #include "reminder/CRegistryAccess.h"
+#include "reminder/Reminder.h"
 #include "reminder/ReminderStore.h"
 #include "reminder/StartSchedule.h"
+#include "support/FtpServer.h"
+#include "support/ScriptedBox.h"
 #include "support/TempDir.h"
 
 #include <QSettings>
@@ -40,11 +44,12 @@ protected:
 
     test::TempDir m_dir;
     CRegistryAccess reg;
-    // A check that counts its calls, notes LastUpdate as it found it, and throws (as it may).
+    // A check that counts its calls, notes its key and LastUpdate as it found it, and throws (as it may).
     std::atomic<int> calls{0};
-    std::string seen;
-    const std::function<void()> probe = [this] {
-        seen = text(kKey, rem::kLastUpdate).second;
+    std::string seen, seenKey;
+    const StartSchedule::Check probe = [this](const std::string& key) {
+        seenKey = key;
+        seen = text(rem::KeyPath(key), rem::kLastUpdate).second;
         ++calls;
         throw std::runtime_error("no server");
     };
@@ -212,4 +217,95 @@ TEST_F(Schedule, FirstUseOneWorkerAndAWorkerThatCannotStart)
     EXPECT_TRUE(schedule.RunStartSchedule("Other", probe));
     ASSERT_TRUE(schedule.waitUntilIdle(10s));
     EXPECT_EQ(calls, 1);
+}
+
+// The key may change while the worker waits (the settings window sets it): the worker takes it as it stands then.
+TEST_F(Schedule, TheWorkerTakesTheKeyAsItStandsAfterItsWait)
+{
+    store(1, 0, 5, "46000.000000");
+    std::mutex lock;
+    std::string key = "Prod";
+    auto current = [&] { std::lock_guard l(lock); return key; };
+    StartSchedule schedule(300ms);
+    ASSERT_TRUE(schedule.RunStartSchedule(current, probe));
+    { std::lock_guard l(lock); key = "Later"; }
+    ASSERT_TRUE(schedule.waitUntilIdle(10s));
+    EXPECT_EQ(std::tuple(calls.load(), seenKey), std::tuple(1, std::string("Later")));
+    EXPECT_NEAR(Moment::parse(seen) - Moment::now(), 0.0, 60.0 / 86400) << "LastUpdate of the new key renewed";
+    EXPECT_EQ(text(kKey, rem::kLastUpdate), Text(0, "46000.000000"));
+}
+
+namespace {
+
+// A reminder without any window, on the sample product and the test server; the notes it shows are recorded.
+struct Notes : Store {
+    test::SampleProduct product;
+    test::FtpServer server{product.server.path()};
+    test::ScriptedBox box;
+    std::vector<Reminder::Notes> shown;
+    std::vector<std::string> pages;
+    const Reminder::ShowNotes record = [this](const Reminder::Notes& notes) {
+        shown.push_back(notes);
+        pages.push_back(test::readFile(notes.pagePath));
+    };
+    static constexpr const char* kNoConnection = "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!";
+};
+
+} // namespace
+
+TEST_F(Notes, AYesLeadsToTheNotesOnAFreeClientWhichAnotherCheckCannotTakeWhileTheyHoldIt)
+{
+    product.server.write("Sampler/LatestUpdate.html", "<p>release 2</p>");
+    const std::string install = product.install.str();
+    Reminder* self = nullptr;
+    bool fetched = false;
+    Reminder reminder("Sampler", install, "Sampler.exe", [&] { fetched = self->FetchReleaseNotes(record); });
+    self = &reminder;
+    box.answer(BoxAnswer::Yes);
+    EXPECT_FALSE(reminder.CheckForUpdates("Sampler", install, "Sampler.exe", false));
+    ASSERT_TRUE(fetched && shown.size() == 1);
+    EXPECT_EQ(std::tuple(shown[0].pagePath, shown[0].productKey, shown[0].installDir, shown[0].exeName, shown[0].server),
+              std::tuple(install + "/LatestUpdate.html", std::string("Sampler"), install, std::string("Sampler.exe"), server.address()));
+    EXPECT_EQ(pages[0], "<p>release 2</p>");
+    ASSERT_EQ(box.count(), 1u);
+    EXPECT_NE(box.shown()[0].text.find("There are some newer files"), std::string::npos);
+    EXPECT_EQ(server.loginCount(), 2);
+    EXPECT_FALSE(reminder.client().isConnected());
+
+    // A check (the schedule's) while the notes are still logging on, before the client counts as connected.
+    server.stallReplies(300);
+    std::thread notes([&] { reminder.FetchReleaseNotes(record); });
+    for (const auto end = steady_clock::now() + 10s; server.loginCount() < 3 && steady_clock::now() < end;)
+        std::this_thread::sleep_for(2ms);
+    EXPECT_FALSE(reminder.client().isConnected());
+    reminder.CheckForUpdates("Sampler", install, "Sampler.exe", true);
+    server.stallReplies(0);
+    notes.join();
+    EXPECT_EQ(box.count(), 2u);
+    EXPECT_EQ(box.shown().back().text, kNoConnection) << "the road of a failed connection";
+    EXPECT_TRUE(shown.size() == 2 && server.loginCount() == 3);
+}
+
+TEST_F(Notes, WithoutThePageNothingShowsTheNextCheckConnectsAndAnEmptyInstallDirectoryMeansTheCurrentOne)
+{
+    Reminder reminder("Sampler", "", ""); // as when the settings window came first
+    EXPECT_FALSE(reminder.FetchReleaseNotes(record));
+    EXPECT_TRUE(shown.empty() && box.count() == 0 && !reminder.client().isConnected());
+    EXPECT_TRUE(server.waitForCommand("CWD", 5s) && server.loginCount() == 1);
+    box.answer(BoxAnswer::No);
+    reminder.CheckForUpdates("Sampler", product.install.str(), "Sampler.exe", false);
+    EXPECT_TRUE(box.count() == 1 && box.shown()[0].text.find("There are some newer files") != std::string::npos);
+    EXPECT_EQ(server.loginCount(), 2);
+
+    // The page of the key set last lands in the current directory.
+    product.server.write("Other/LatestUpdate.html", "other notes");
+    test::TempDir work;
+    const auto oldCwd = std::filesystem::current_path();
+    std::filesystem::current_path(work.path());
+    reminder.setProductKey("Other");
+    const bool fetched = reminder.FetchReleaseNotes(record);
+    std::filesystem::current_path(oldCwd);
+    ASSERT_TRUE(fetched && shown.size() == 1);
+    EXPECT_EQ(std::tuple(shown[0].pagePath, shown[0].installDir, shown[0].productKey, pages[0]),
+              std::tuple(work / "LatestUpdate.html", work.str(), std::string("Other"), std::string("other notes")));
 }

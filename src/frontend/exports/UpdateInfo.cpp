@@ -1,6 +1,6 @@
 #include "korautoupdate.h"
 
-#include "frontend/CReminderSetupDlg.h"
+#include "frontend/ReminderHost.h"
 #include "frontend/ExportFrame.h"
 
 extern "C" KAU_API bool UpdateInfo(const char* productKey, const char* applicationPath)

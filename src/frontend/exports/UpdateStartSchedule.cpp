@@ -1,6 +1,6 @@
 #include "korautoupdate.h"
 
-#include "frontend/CReminderSetupDlg.h"
+#include "frontend/ReminderHost.h"
 #include "frontend/ExportFrame.h"
 
 extern "C" KAU_API bool UpdateStartSchedule(const char* productKey, const char* applicationPath)
@@ -8,6 +8,6 @@ extern "C" KAU_API bool UpdateStartSchedule(const char* productKey, const char* 
     return kau::runExport("UpdateStartSchedule", false, [&] {
         kau::EnsureReminderDlg(kau::exportArgument(productKey),
                                kau::exportArgument(applicationPath), false);
-        return kau::g_pReminderDlg->RunStartSchedule();
+        return kau::g_pReminder->reminder().RunStartSchedule();
     });
 }
