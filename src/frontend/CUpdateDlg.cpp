@@ -58,6 +58,18 @@ int CUpdateDlg::DoModal()
     return result;
 }
 
+void CUpdateDlg::RunModal(bool restoreMode, const std::string& source, const ApplicationPath& path,
+                          bool allFiles)
+{
+    CUpdateDlg dialog;
+    dialog.m_bRestoreMode = restoreMode;
+    dialog.m_bAllFiles = allFiles;
+    dialog.m_strSource = source;
+    dialog.m_strInstallDir = path.installDir;
+    dialog.m_strExeName = path.exeName;
+    dialog.DoModal();
+}
+
 QListWidget* CUpdateDlg::logList() const { return m_ui->listLog; }
 QProgressBar* CUpdateDlg::progressBar() const { return m_ui->progress; }
 QPushButton* CUpdateDlg::okButton() const { return m_ui->okButton; }

@@ -9,6 +9,7 @@
 // requests the worker to stop (which aborts a transfer), keeps serving the
 // event loop until the worker has ended, joins it, and only then lets the
 // widgets go.
+#include "flows/ApplicationPath.h"
 #include "flows/RunLog.h"
 #include "flows/RunProgress.h"
 
@@ -42,6 +43,11 @@ public:
     // Shows the dialog modally; returns once it has closed and its worker has
     // ended.
     int DoModal();
+
+    // The dialog of one run, made, filled and shown modally: the update run
+    // of productKey, or in restore mode the restore of the directory source.
+    static void RunModal(bool restoreMode, const std::string& source, const ApplicationPath& path,
+                         bool allFiles = false);
 
     // RunLog and RunProgress, for the worker thread. Without effect once the
     // dialog is closing.
