@@ -2,6 +2,7 @@
 
 #include "ApplicationPath.h"
 
+#include "catalogue/InstallNames.h"
 #include "catalogue/RevisionFile.h"
 #include "catalogue/ReleaseComparison.h"
 #include "catalogue/RevisionList.h"
@@ -52,7 +53,9 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
                 if (ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions)) {
                     LocalRevisionList local;
                     ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
-                    const bool newFiles = CompareReleases(local, remote, false);
+                    // A name the run would refuse is not offered.
+                    const bool newFiles = CompareReleases(local, remote, false)
+                                          && KeepSafeNames(installDir, remote);
                     outcome = newFiles ? Outcome::NewFiles : Outcome::UpToDate;
                     if (newFiles || !bQuietIfCurrent) {
                         const std::string text =

@@ -5,6 +5,7 @@
 #include "RunFrame.h"
 #include "RunLog.h"
 #include "RunProgress.h"
+#include "catalogue/InstallNames.h"
 #include "catalogue/LocalRevisionUpdate.h"
 #include "catalogue/ReleaseComparison.h"
 #include "catalogue/RestoreArchive.h"
@@ -144,6 +145,13 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 const std::string installed = LocalPath(installDir, name);
                 if (stopped())
                     return;
+                if (!IsSafeInstallName(installDir, name)) {
+                    // Never archived, staged or written; the run goes on.
+                    m_progress.SetPosition(static_cast<int>(i) + 1);
+                    m_log.AddLine(" fail!    " + EscapeControls(name));
+                    ++result.failedFiles;
+                    continue;
+                }
                 KeepOldCopy(installDir, result.restoreDirectory, name);
                 m_progress.SetPosition(static_cast<int>(i) + 1);
                 m_log.AddLine(" copy -> " + name);
@@ -175,6 +183,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             m_log.AddLine("... update local revision file");
             if (stopped())
                 return;
+            KeepSafeNames(installDir, remote); // a refused name is not recorded either
             result.revisionsWritten = UpdateLocalRevisions(local, remote, localRevisions);
             m_log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
                                                   : " fail! no update in local revision file");

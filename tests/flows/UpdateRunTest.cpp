@@ -141,3 +141,47 @@ TEST_F(UpdateRunTest, StopWhileTheServerStallsEndsAtOnceAndWritesNothingMore)
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"), oldLocal);
     EXPECT_FALSE(product.install.exists("Readme.txt") || product.install.exists("sampler.chm"));
 }
+
+TEST_F(UpdateRunTest, HostileNamesFailOneByOneWithNothingWrittenOutsideAndNoInstalledFileLost)
+{
+    // A sibling of the installation stands for the rest of the disk; the server offers a copy at each way out.
+    TempDir outside;
+    outside.write("victim.txt", "victim\n");
+    outside.write("linked.txt", "linked\n");
+    const std::string out = outside.path().filename().string();
+    for (const std::string& name : Lines{out + "/victim.txt", "Sampler/Shared/victim.txt", "Sampler/linked.txt", "Sampler/upd_Sampler.exe",
+                                   "Sampler/RelInfoLocal.rel", "Sampler/201405131120/Sampler.exe", "Sampler/Plugins/x"})
+        product.server.write(name, "from the server\n");
+    fs::create_directory_symlink(outside.path(), product.install / "Shared");
+    fs::create_symlink(outside / "linked.txt", product.install / "linked.txt");
+    product.install.write("201405131120/Sampler.exe", "program release 0\n");
+    product.server.write("Sampler/RelInfoRemote.rel",
+                         revisionFile({"Sampler.exe; 3.10.02", "../" + out + "/victim.txt; 1.0", "a\\..\\..\\" + out + "\\victim.txt; 1.0",
+                                       outside / "abs.txt; 1.0", "Shared/victim.txt; 1.0", "linked.txt; 1.0", "Plugins; 1.0",
+                                       "201405131120; 1.0", "201405131120/Sampler.exe; 1.0", "RelInfoLocal.rel; 1.0",
+                                       "RelInfoRemote.rel; 1.0", "upd_Sampler.exe; 1.0", "evil\x1b[2J\a.txt; 1.0", "Readme.txt; 1.0"}));
+    const Files outsideBefore = filesBelow(outside.path());
+    Files installBefore = filesBelow(product.install.path());
+
+    const UpdateRun::Result result = run();
+    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", " fail!    ../" + out + "/victim.txt", " fail!    a\\..\\..\\" + out + "\\victim.txt",
+                               " fail!    " + outside / "abs.txt", " fail!    Shared/victim.txt", " fail!    linked.txt",
+                               " fail!    Plugins", " fail!    201405131120", " fail!    201405131120/Sampler.exe",
+                               " fail!    RelInfoLocal.rel", " fail!    RelInfoRemote.rel", " fail!    upd_Sampler.exe",
+                               " fail!    evil\\x1B[2J\\x07.txt", "  ok!    Readme.txt"}, true));
+    EXPECT_EQ(result.outcome, Outcome::Transferred);
+    EXPECT_EQ(result.failedFiles, 12u);
+    EXPECT_EQ(bar, (Lines{"0..100", "1", "0..15", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11", "12", "13", "14", "100"}));
+    EXPECT_EQ(filesBelow(outside.path()), outsideBefore);
+    EXPECT_TRUE(fs::is_symlink(product.install / "linked.txt") && fs::is_symlink(product.install / "Shared"));
+    // Only the two good files changed; the archive holds the old program and list, and the list names no refused file.
+    const std::string stamp = fs::path(result.restoreDirectory).filename().string();
+    Files installAfter = filesBelow(product.install.path());
+    for (const std::string name : {"Sampler.exe", "Readme.txt", "RelInfoRemote.rel", "RelInfoLocal.rel"})
+        installBefore.erase(name), installAfter.erase(name);
+    EXPECT_EQ(installAfter.erase(stamp + "/Sampler.exe") + installAfter.erase(stamp + "/RelInfoLocal.rel"), 2u);
+    EXPECT_EQ(installAfter, installBefore);
+    EXPECT_EQ(product.install.read("Readme.txt"), "read me\n");
+    EXPECT_EQ(product.install.read("RelInfoLocal.rel"), revisionFile({"Sampler.exe; 3.10.02", "Plugins\\Filter.dll; 2.00.07",
+                                                                      "sampler.chm; 1.03.00", "Readme.txt; 1.0"}));
+}
