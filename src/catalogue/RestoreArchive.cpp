@@ -20,7 +20,8 @@ namespace {
 
 constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
 
-// Names of the entries of a directory, ascending; directories or files.
+// Names of the entries of a directory, ascending; directories (never a
+// symbolic link to one: only what lies inside is read) or files.
 std::vector<std::string> entriesOf(const std::string& directory, bool wantDirectories)
 {
     std::vector<std::string> names;
@@ -30,6 +31,8 @@ std::vector<std::string> entriesOf(const std::string& directory, bool wantDirect
         return names;
     for (const fs::directory_entry& entry : it) {
         std::error_code typeError;
+        if (wantDirectories && entry.is_symlink(typeError))
+            continue;
         const bool isDirectory = entry.is_directory(typeError);
         if (isDirectory == wantDirectories)
             names.push_back(entry.path().filename().string());

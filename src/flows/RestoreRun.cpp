@@ -4,6 +4,7 @@
 #include "RunFrame.h"
 #include "RunLog.h"
 #include "RunProgress.h"
+#include "catalogue/InstallNames.h"
 #include "catalogue/RestoreArchive.h"
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
@@ -54,9 +55,10 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
             m_progress.SetPosition(static_cast<int>(i) + 1);
             if (stopped())
                 return result;
-            // A directory of the installation is never put aside for a file.
+            // A directory of the installation is never put aside for a file,
+            // and a copy is only read from inside the installation.
             bool copied = false;
-            if (!isDirectory(target)) {
+            if (!isDirectory(target) && StaysInside(installDir, source)) {
                 StageFile(target);
                 copied = CopyFileOver(installDir + "/" + source, target, m_stop);
             }

@@ -142,3 +142,24 @@ TEST_F(RestoreRunTest, AStopEndsTheRunAtItsNextStepWithNothingMoreWritten)
     EXPECT_EQ(install.read("Sampler.exe"), "program 4\n");
     EXPECT_FALSE(install.exists("upd_Sampler.exe"));
 }
+
+TEST_F(RestoreRunTest, OnlyRestoreDirectoriesAndCopiesInsideTheInstallationAreRead)
+{
+    TempDir outside;
+    outside.write("201501010000/Sampler.exe", "from elsewhere\n");
+    outside.write("secret.txt", "secret\n");
+    fs::create_directory_symlink(outside / "201501010000", install / "201501010000");
+    fs::create_symlink(outside / "secret.txt", install / (std::string(kNewest) + "/sampler.chm"));
+    const Files before = installed();
+    // A linked directory is no restore directory: nothing to restore from it, nothing changes.
+    EXPECT_FALSE(run("201501010000").collected);
+    EXPECT_EQ(installed(), before);
+    // From the newest one, the copy that leads out fails and the installed file stays where it was.
+    const auto result = run(kNewest);
+    EXPECT_EQ(lines, logOf(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe",
+                                     " fail!    201409011630/sampler.chm"}));
+    EXPECT_EQ(result.failedFiles, 1u);
+    EXPECT_EQ(install.read("sampler.chm"), "help 4\n");
+    EXPECT_FALSE(install.exists("upd_sampler.chm"));
+    EXPECT_EQ(outside.read("secret.txt"), "secret\n");
+}
