@@ -1,5 +1,7 @@
 #include "ConsoleBox.h"
 
+#include "catalogue/InstallNames.h"
+
 #include <cctype>
 #include <string>
 
@@ -13,7 +15,7 @@ ConsoleBox::ConsoleBox(Answer answer, std::ostream& out, std::istream& in, bool 
 BoxAnswer ConsoleBox::show(const std::string& text, BoxButtons buttons, BoxIcon)
 {
     std::lock_guard lock(m_mutex);
-    m_out << text << '\n';
+    m_out << EscapeControls(text, "\n\t") << '\n';
     switch (buttons) {
     case BoxButtons::Ok:
         m_out << '\n' << std::flush;

@@ -1,5 +1,7 @@
 #include "ConsoleRunView.h"
 
+#include "catalogue/InstallNames.h"
+
 #include <algorithm>
 
 namespace kau::cli {
@@ -32,7 +34,7 @@ void ConsoleRunView::addLocked(const std::string& line)
         clearBar();
         m_out << *m_held << '\n' << std::flush;
     }
-    m_held = line;
+    m_held = EscapeControls(line); // nothing from the server reaches the terminal raw
     drawBar();
 }
 

@@ -1,6 +1,7 @@
 #include "RestoresCommand.h"
 
 #include "ExitCodes.h"
+#include "catalogue/InstallNames.h"
 #include "catalogue/RestoreArchive.h"
 #include "catalogue/RevisionList.h"
 #include "flows/ApplicationPath.h"
@@ -37,7 +38,7 @@ int runRestores(const CommandLine& line, std::ostream& out, std::ostream& err)
     LocalRevisionList files;
     ListRestoreDirectoryFiles(app.installDir + "/" + *line.restoreStamp, files);
     for (std::size_t i = 0; i < files.m_aNames.size(); ++i)
-        out << files.m_aNames[i] << "  " << files.m_aVersions[i] << "\n";
+        out << EscapeControls(files.m_aNames[i]) << "  " << EscapeControls(files.m_aVersions[i]) << "\n";
     return kExitOk;
 }
 

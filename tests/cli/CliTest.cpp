@@ -1,6 +1,7 @@
 // The console front end: korautoupdate run as a child process against the real FTP server, the
 // release notes fetch it uses driven with the real client, and its answers and HTML text as units.
 #include "ConsoleBox.h"
+#include "ConsoleRunView.h"
 #include "HtmlText.h"
 #include "flows/ReleaseNotesFetch.h"
 #include "flows/UpdateRunTestSupport.h"
@@ -226,6 +227,28 @@ TEST_F(Cli, UpdateExits1WhenAFileFailsOrTheServerIsNotUsable)
     EXPECT_THAT(r.out, HasSubstr(">\n\n   \n  End of download procedure!! \n End of software update!\n"));
 }
 
+TEST_F(Cli, HostileNamesAreNotOfferedFailInTheRunAndReachTheTerminalEscaped)
+{
+    server.write("Sampler/RelInfoRemote.rel", revisionFile({"Sampler.exe; 3.10.02", "../x.txt; 1.0", "/tmp/x; 1.0", "Plugins; 1.0",
+                                                            "upd_Sampler.exe; 1.0", "evil\x1b]0\a.txt; 1.0"}));
+    Result r = sampler({"check", "--no"});
+    EXPECT_EQ(r.status, 100) << r.err;
+    EXPECT_EQ(r.out, kHead + " There are some newer files on the server:\n\n   3.10.02\t\t->> Sampler.exe \n" + kTail + "[yes/no] no\n\n");
+    server.write("Sampler/RelInfoRemote.rel", revisionFile({"../x.txt; 1.0", "evil\x1b]0\a.txt; 1.0"}));
+    r = sampler({"check", "--no"});
+    EXPECT_EQ(r.status, 0) << "nothing the run would take is new";
+
+    // The run: one line for each, the escape shown as text on the terminal and in the bar, exit 1.
+    r = korautoupdate({"update", "--product", "Sampler", "--app", app}, true);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("---- start transfer ----\n fail!    ../x.txt\n fail!    evil\\x1B]0\\x07.txt\n---- end"));
+    EXPECT_EQ(r.out.find_first_of("\x1b\a"), std::string::npos);
+    EXPECT_EQ(r.err.find('\a'), std::string::npos);
+    EXPECT_THAT(r.err, HasSubstr("2 of 2 files did not arrive"));
+    EXPECT_EQ(install.read("RelInfoLocal.rel"), local);
+    EXPECT_FALSE(fs::exists(install.path().parent_path() / "x.txt"));
+}
+
 TEST_F(Cli, CtrlCInTheMiddleOfATransferExits130WithNothingHalfWritten)
 {
     server.write("Sampler/Sampler.exe", std::string(512 * 1024, 'x')); // 16 s at this rate
@@ -374,4 +397,20 @@ TEST(HtmlText, SurvivesBrokenMarkup)
         SCOPED_TRACE(html);
         EXPECT_EQ(htmlToText(html), text);
     }
+}
+
+TEST(ConsoleOutput, ControlCharactersFromTheServerArePrintedAsText)
+{
+    std::ostringstream out, err, boxOut;
+    ConsoleRunView view(out, err, true);
+    view.AddLine(" copy -> a\x1b[2Jb");
+    view.ReplaceLastLine(" fail!    a\x1b[2Jb\r");
+    view.finish();
+    EXPECT_EQ(out.str(), " fail!    a\\x1B[2Jb\\x0D\n");
+    EXPECT_THAT(err.str(), HasSubstr("] 0/100  copy -> a\\x1B[2Jb\033[K")) << "the bar's own sequences stay";
+
+    std::istringstream in;
+    ConsoleBox box(Answer::No, boxOut, in, false);
+    box.show(" newer:\n\n   3.10.02\x1b]0;x\a\t\t->> a \n", BoxButtons::Ok, BoxIcon::None);
+    EXPECT_EQ(boxOut.str(), " newer:\n\n   3.10.02\\x1B]0;x\\x07\t\t->> a \n\n\n");
 }
