@@ -41,12 +41,13 @@ std::vector<std::string> entriesOf(const std::string& directory, bool wantDirect
     return names;
 }
 
-// Opens the restore directory's revision file as the writing side would:
+// Opens the restore directory's revision file as the writing side would
+// (never through a symbolic link, which may lead out of the installation):
 // created if missing, never truncated, a last line without CR LF completed.
 // Returns its lines; false (after the box) if it can't be opened.
 bool openRevisionCopy(const std::string& path, std::vector<std::string>& lines)
 {
-    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd < 0) {
         ShowOpenError(errno);
         return false;

@@ -235,3 +235,17 @@ TEST(RestoreArchive, ListingAndCollecting)
         EXPECT_TRUE(!CollectRestoreFiles(dir / chosen, files) && files.m_aSources.empty() && files.m_aNames.empty())
             << chosen;
 }
+
+TEST(RestoreArchive, TheListingNeverWritesThroughALink)
+{
+    ScriptedBox box;
+    TempDir dir, outside;
+    outside.write("list.rel", "Sampler.exe; 1.0"); // no CR LF: the listing would complete it
+    dir.write("201406021405/Sampler.exe", "old");
+    fs::create_symlink(outside / "list.rel", dir / "201406021405/RelInfoLocal.rel");
+    LocalRevisionList files;
+    EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021405", files));
+    EXPECT_EQ(files.m_aVersions, (Names{"-", "-"}));
+    EXPECT_EQ(outside.read("list.rel"), "Sampler.exe; 1.0");
+    EXPECT_EQ(box.count(), 1u) << "told like any revision file that can't be opened";
+}
