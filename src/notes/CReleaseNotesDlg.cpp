@@ -4,6 +4,7 @@
 #include "CWebBrowser.h"
 #include "ReportLastError.h"
 #include "platform/Box.h"
+#include "platform/InstallerProgram.h"
 #include "platform/ProcessLauncher.h"
 #include "resources/Strings.h"
 #include "ui_ReleaseNotesDlg.h"
@@ -18,7 +19,6 @@ namespace kau {
 namespace {
 
 constexpr auto kInstallAllWait = std::chrono::milliseconds(100);
-constexpr const char* kInstaller = "KorAutoInstall";
 
 const std::string kAttention = " Attention!!\n"
                                "----------------------------------------------------------\n"
@@ -144,7 +144,7 @@ void CReleaseNotesDlg::OnInstallNew()
 {
     if (!agreeToStop(" To install the new software release it is necessary\n"))
         return;
-    HandOff(std::string(kInstaller) + " " + m_strProductKey + " " + m_strInstallDir + "/" + m_strExeName);
+    HandOff(InstallerProgram() + " " + m_strProductKey + " " + m_strInstallDir + "/" + m_strExeName);
 }
 
 void CReleaseNotesDlg::OnInstallAll()
@@ -152,7 +152,7 @@ void CReleaseNotesDlg::OnInstallAll()
     if (!agreeToStop(" To install ALL files from KORVANE server it is necessary\n", "\n"))
         return;
     std::this_thread::sleep_for(kInstallAllWait);
-    HandOff(std::string(kInstaller) + " instcomplete " + m_strProductKey + " " + m_strInstallDir + "/"
+    HandOff(InstallerProgram() + " instcomplete " + m_strProductKey + " " + m_strInstallDir + "/"
             + m_strExeName);
 }
 
@@ -165,7 +165,7 @@ void CReleaseNotesDlg::OnRestoreOlder()
         return;
     if (!agreeToStop(" To install the old software release it is necessary\n"))
         return;
-    HandOff(std::string(kInstaller) + " REST=" + *revision + " " + m_strInstallDir + "/" + m_strExeName);
+    HandOff(InstallerProgram() + " REST=" + *revision + " " + m_strInstallDir + "/" + m_strExeName);
 }
 
 void CReleaseNotesDlg::HandOff(const std::string& commandLine)
