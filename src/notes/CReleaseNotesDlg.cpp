@@ -5,6 +5,7 @@
 #include "ReportLastError.h"
 #include "platform/Box.h"
 #include "platform/InstallerProgram.h"
+#include "platform/LogCategories.h"
 #include "platform/ProcessLauncher.h"
 #include "resources/Strings.h"
 #include "ui_ReleaseNotesDlg.h"
@@ -170,6 +171,7 @@ void CReleaseNotesDlg::OnRestoreOlder()
 
 void CReleaseNotesDlg::HandOff(const std::string& commandLine)
 {
+    qCInfo(lcInstall, "starting %s", commandLine.c_str());
     if (!LaunchProgram(commandLine)) {
         // The host quits all the same; this line is the only trace of why
         // nothing was installed.
