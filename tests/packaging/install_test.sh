@@ -71,7 +71,7 @@ expect_new_files_box() {
 }
 
 echo "== consumer through find_package"
-cmake -S "$SOURCE/tests/install/consumer" -B "$TMP/cmake-consumer" -G Ninja \
+cmake -S "$SOURCE/tests/packaging/consumer" -B "$TMP/cmake-consumer" -G Ninja \
   -DCMAKE_PREFIX_PATH="$P" -DCMAKE_BUILD_TYPE=Release >"$TMP/consumer.log"
 cmake --build "$TMP/cmake-consumer" >>"$TMP/consumer.log"
 # The diagnostic log on: it tells of the logon and never shows the password.
@@ -95,7 +95,7 @@ export PKG_CONFIG_PATH=$P/$LIBDIR/pkgconfig
 [ "$(pkg-config --modversion korautoupdate)" = 3.0.0 ] || fail "pkg-config --modversion"
 [ "$(pkg-config --variable=libdir korautoupdate)" -ef "$P/$LIBDIR" ] || fail "pkg-config libdir"
 # shellcheck disable=SC2046
-c++ -std=c++17 -fPIC "$SOURCE/tests/install/consumer/main.cpp" -o "$TMP/pc-consumer" \
+c++ -std=c++17 -fPIC "$SOURCE/tests/packaging/consumer/main.cpp" -o "$TMP/pc-consumer" \
   $(pkg-config --cflags --libs korautoupdate) -Wl,-rpath,"$P/$LIBDIR"
 # Silent by default: nothing of the diagnostic log on stderr.
 "$TMP/pc-consumer" Sampler "$INSTALL/Sampler.exe" check >"$TMP/out2" 2>"$TMP/err2" \
