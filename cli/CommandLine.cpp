@@ -127,6 +127,10 @@ ParseResult parseCommandLine(const std::vector<std::string>& args)
         line.help = true;
         return result;
     }
+    if (args[0] == "--version") {
+        line.version = true;
+        return result;
+    }
     line.command = commandNamed(args[0]);
     if (line.command == Command::None) {
         result.error = "unknown command '" + args[0] + "'";
@@ -266,7 +270,13 @@ std::string helpText(Command command)
            "  restores   list the restore directories, or the files of one\n"
            "  notes      print a release notes page as plain text\n"
            "\n"
-           "'korautoupdate <command> --help' shows the options of a command.\n";
+           "'korautoupdate <command> --help' shows the options of a command,\n"
+           "'korautoupdate --version' the version.\n";
+}
+
+std::string versionText()
+{
+    return std::string("korautoupdate ") + KAU_VERSION + "\n";
 }
 
 } // namespace kau::cli

@@ -15,6 +15,7 @@ enum class Answer { Ask, Yes, No };
 struct CommandLine {
     Command command = Command::None;
     bool help = false;            // --help: print the help of the command (or the general one)
+    bool version = false;         // --version: print the program's name and version
     std::string productKey;       // --product
     std::string applicationPath;  // --app
     bool allFiles = false;        // --all
@@ -36,6 +37,9 @@ ParseResult parseCommandLine(const std::vector<std::string>& args);
 
 // The help text of a command; Command::None gives the overview.
 std::string helpText(Command command);
+
+// "korautoupdate VERSION", one line.
+std::string versionText();
 
 // "check", "update", "restore", "restores", "notes"; empty for None.
 std::string commandName(Command command);
