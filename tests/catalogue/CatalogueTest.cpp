@@ -196,6 +196,10 @@ TEST(RestoreArchive, GrowthAndTheFilesOfOneDirectory)
     EXPECT_EQ(files.m_aNames, (Names{"RelInfoLocal.rel", "Sampler.exe", "none", "sampler.chm"}));
     EXPECT_EQ(files.m_aVersions, (Names{"-", "3.10.01", "-", "-"}));
     EXPECT_TRUE(dir.read("201406021405/RelInfoLocal.rel").ends_with("none;\r\nGone.dll; 1.0\r\n"));
+    // A one-byte revision file is too short to be completed; it is read as it stands.
+    dir.write("201406021405/RelInfoLocal.rel", "x");
+    ASSERT_TRUE(ListRestoreDirectoryFiles(restore, files));
+    EXPECT_EQ(dir.read("201406021405/RelInfoLocal.rel"), "x");
     // A revision file that can't be opened: the box, and the versions stay "-".
     dir.write("201406021406/RelInfoLocal.rel/x", "");
     dir.write("201406021406/Sampler", "x");
