@@ -1,10 +1,32 @@
 #include "catalogue/ReleaseComparison.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 namespace kau {
+namespace {
+
+// The leading number of text as atoi reads it (blanks, a sign, digits), but
+// a value beyond the 32-bit range stops at its largest or smallest value
+// instead of wrapping.
+int leadingNumber(const char* text)
+{
+    while (*text == ' ' || (*text >= '\t' && *text <= '\r'))
+        ++text;
+    const bool negative = *text == '-';
+    if (*text == '-' || *text == '+')
+        ++text;
+    const std::int64_t limit = negative ? -static_cast<std::int64_t>(INT_MIN) : INT_MAX;
+    std::int64_t value = 0;
+    for (; *text >= '0' && *text <= '9'; ++text)
+        value = std::min(value * 10 + (*text - '0'), limit);
+    return static_cast<int>(negative ? -value : value);
+}
+
+} // namespace
 
 ReleaseNumbers SplitVersion(const std::string& version)
 {
@@ -21,7 +43,7 @@ ReleaseNumbers SplitVersion(const std::string& version)
         padded = heap.c_str();
     }
     ReleaseNumbers numbers;
-    numbers.major = std::atoi(padded);
+    numbers.major = leadingNumber(padded);
     const std::size_t offset = numbers.major > 9 ? 3 : 2;
     numbers.minor = offset < size ? std::atof(padded + offset) : 0.0;
     return numbers;

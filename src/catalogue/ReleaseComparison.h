@@ -9,7 +9,8 @@
 namespace kau {
 
 // A version text split for comparing: the text with "00000000" behind it,
-// major as atoi reads it, minor as atof reads it from offset 2 (major <= 9)
+// major as atoi reads it (a number beyond 32 bits stops at the largest
+// 32-bit value), minor as atof reads it from offset 2 (major <= 9)
 // or 3 (major > 9).
 struct ReleaseNumbers {
     int major = 0;

@@ -64,6 +64,10 @@ TEST(ReleaseComparison, RuleNamesAndFlags)
         {"0.00.01", "0.00.00", true}, {"1.00.00", "", true}, {"", "1.00.00", false}, {"3.1", "3.10.00", true},
         {"", "0.00.00", false}, {"3.5", "3.400000000.0", true}, {"5", "400000000.0.0", true},
         {"x1.2", "0.00.00", true}, {"10.01.60", "10.01.50", true}, // the minor of a two-digit major from offset 3
+        // A major beyond 32 bits stops at the largest (smallest) 32-bit value, however far beyond it is;
+        // two such majors are equal and the minors decide.
+        {"2147483648", "1.0", true}, {"3000000000", "1.0", true}, {"99999999999999999999999", "1.0", true},
+        {"3000000000", "2147483648", false}, {"-3000000000", "-1.0", false}, {"1.0", "-99999999999", true},
     };
     for (const Case& c : cases) {
         LocalRevisionList local{{"f"}, {c.local}};
