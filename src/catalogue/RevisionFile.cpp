@@ -48,10 +48,8 @@ std::string TrimField(const std::string& text)
     return std::string(TrimmedView(text));
 }
 
-namespace {
-
-template <typename Append>
-bool readRevisions(const std::string& path, Append append)
+bool VisitRevisions(const std::string& path,
+                    const std::function<void(std::string_view name, std::string_view version)>& visit)
 {
     std::error_code ec;
     if (!std::filesystem::exists(path, ec))
@@ -59,19 +57,17 @@ bool readRevisions(const std::string& path, Append append)
     CTextFile file;
     if (!file.OpenRead(path, false))
         return true;
-    file.ScanLines([&append](std::string_view line) {
+    file.ScanLines([&visit](std::string_view line) {
         const std::string_view name = TrimmedView(FieldOf(1, line, ';'));
         if (!name.empty())
-            append(name, TrimmedView(FieldOf(2, line, ';')));
+            visit(name, TrimmedView(FieldOf(2, line, ';')));
     });
     return true;
 }
 
-} // namespace
-
 bool ReadLocalRevisions(LocalRevisionList& list, std::string path)
 {
-    return readRevisions(path, [&list](std::string_view name, std::string_view version) {
+    return VisitRevisions(path, [&list](std::string_view name, std::string_view version) {
         list.m_aNames.emplace_back(name);
         list.m_aVersions.emplace_back(version);
     });
@@ -79,7 +75,7 @@ bool ReadLocalRevisions(LocalRevisionList& list, std::string path)
 
 bool ReadRemoteRevisions(RemoteRevisionList& list, std::string path)
 {
-    return readRevisions(path, [&list](std::string_view name, std::string_view version) {
+    return VisitRevisions(path, [&list](std::string_view name, std::string_view version) {
         list.m_aNames.emplace_back(name);
         list.m_aVersions.emplace_back(version);
         list.m_aTransferred.emplace_back("0");

@@ -2,6 +2,7 @@
 // Reading revision files: one record a line, "name; version", CR LF line ends.
 #include "catalogue/RevisionList.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,10 @@ std::string_view TrimmedView(std::string_view text);
 // can't be opened tells the user and reads as a file without lines. A read
 // error raises TextFileError.
 bool ReadLocalRevisions(LocalRevisionList& list, std::string path);
+// The same reading, record by record: hands each record's trimmed name and
+// version to visit instead of keeping them. The views live during the call.
+bool VisitRevisions(const std::string& path,
+                    const std::function<void(std::string_view name, std::string_view version)>& visit);
 bool ReadRemoteRevisions(RemoteRevisionList& list, std::string path);
 
 } // namespace kau

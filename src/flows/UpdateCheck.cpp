@@ -48,15 +48,27 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
             if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {
                 failed = true;
             } else if (m_client.DownloadFile(kRemoteRevisions, installDir)) {
-                RemoteRevisionList remote;
-                if (ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions)) {
-                    LocalRevisionList local;
-                    ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
-                    const bool newFiles = CompareReleases(local, remote, false);
+                // The remote list is judged line by line against the local
+                // one and not kept: the message needs only its first new
+                // entries, and one more to know there are more.
+                LocalRevisionList local;
+                ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
+                const NameIndex index(local.m_aNames);
+                bool newFiles = false;
+                std::vector<std::string> names, versions;
+                const auto judge = [&](std::string_view name, std::string_view version) {
+                    if (!IsNewEntry(index, local, name, version))
+                        return;
+                    newFiles = true;
+                    if (names.size() <= kListedFiles) {
+                        names.emplace_back(name);
+                        versions.emplace_back(version);
+                    }
+                };
+                if (VisitRevisions(installDir + "/" + kRemoteRevisions, judge)) {
                     outcome = newFiles ? Outcome::NewFiles : Outcome::UpToDate;
                     if (newFiles || !bQuietIfCurrent) {
-                        const std::string text =
-                            composeMessage(newFiles, remote.m_aNames, remote.m_aVersions);
+                        const std::string text = composeMessage(newFiles, names, versions);
                         yes = showBox(text, BoxButtons::YesNo, BoxIcon::Question)
                               == BoxAnswer::Yes;
                     }
