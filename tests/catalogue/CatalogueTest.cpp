@@ -88,6 +88,63 @@ TEST(ReleaseComparison, RuleNamesAndFlags)
     EXPECT_TRUE(CompareReleases({}, remote, false) && remote.m_aNames.size() == 1); // an empty local list keeps all
 }
 
+// The index over many names, duplicates in other case included, against a plain search that lets the
+// first case-blind match win.
+TEST(ReleaseComparison, ManyNamesAgreeWithAPlainSearch)
+{
+    const auto lower = [](std::string s) {
+        for (char& c : s)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return s;
+    };
+    LocalRevisionList local;
+    RemoteRevisionList remote;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string name = "Dir\\File" + std::to_string(i % 2500) + (i % 3 ? ".dll" : ".DLL");
+        local.m_aNames.push_back(i % 7 ? name : lower(name));
+        local.m_aVersions.push_back("1.0" + std::to_string((i + i / 2500 * 3) % 10) + ".00");
+        remote.m_aNames.push_back("dir\\file" + std::to_string((i * 7) % 3500) + ".dll");
+        remote.m_aVersions.push_back("1.0" + std::to_string((i * 3) % 10) + ".00");
+        remote.m_aTransferred.emplace_back("0");
+    }
+    Names expected;
+    for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
+        std::size_t j = 0;
+        while (j < local.m_aNames.size() && lower(local.m_aNames[j]) != lower(remote.m_aNames[i]))
+            ++j;
+        if (j == local.m_aNames.size() || IsNewerRelease(remote.m_aVersions[i], local.m_aVersions[j]))
+            expected.push_back(remote.m_aNames[i]);
+    }
+    ASSERT_TRUE(CompareReleases(local, remote, false));
+    EXPECT_EQ(remote.m_aNames, expected);
+    EXPECT_TRUE(expected.size() > 500 && expected.size() < 2500) << expected.size(); // both kinds occur
+}
+
+// Record by record: the same records as the readers, and the line count first when asked for it.
+TEST(RevisionFile, VisitingCountsTheLinesFirstWhenAsked)
+{
+    TempDir dir;
+    dir.write("r.rel", "; comment\r\n\r\n a ; 1 \r\nb;2;x\r\n;\r\nc");
+    std::vector<std::pair<std::string, std::string>> seen;
+    std::vector<std::size_t> counts;
+    const auto visit = [&](std::string_view name, std::string_view version) {
+        EXPECT_EQ(counts.size(), 1u) << "the count comes before the first record";
+        seen.emplace_back(name, version);
+    };
+    const auto expect = [&](std::size_t lines) { counts.push_back(lines); };
+    ASSERT_TRUE(VisitRevisions(dir / "r.rel", visit, expect));
+    EXPECT_EQ(counts, std::vector<std::size_t>{6});
+    EXPECT_EQ(seen, (std::vector<std::pair<std::string, std::string>>{{"a", "1"}, {"b", "2"}, {"c", ""}}));
+    // Missing: false and no call; a directory under the name: its box, true, no call.
+    ScriptedBox box;
+    counts.clear();
+    seen.clear();
+    EXPECT_FALSE(VisitRevisions(dir / "none.rel", visit, expect));
+    dir.write("sub/x", "");
+    EXPECT_TRUE(VisitRevisions(dir / "sub", visit, expect));
+    EXPECT_TRUE(counts.empty() && seen.empty() && box.count() == 1);
+}
+
 // From the server's file through the comparison to the rewritten local file.
 TEST(LocalRevisionUpdate, WorkedExample)
 {
