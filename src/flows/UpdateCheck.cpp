@@ -51,21 +51,33 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
             if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {
                 failed = true;
             } else if (m_client.DownloadFile(kRemoteRevisions, installDir)) {
-                RemoteRevisionList remote;
-                const bool read = ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions);
+                // The remote list is judged line by line against the local
+                // one and not kept: the message needs only its first new
+                // entries, and one more to know there are more. A name the
+                // run would refuse is not offered.
+                LocalRevisionList local;
+                ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
+                const NameIndex index(local.m_aNames);
+                bool newFiles = false;
+                std::vector<std::string> names, versions;
+                const auto judge = [&](std::string_view name, std::string_view version) {
+                    if (names.size() > kListedFiles || !IsNewEntry(index, local, name, version)
+                        || !IsSafeInstallName(installDir, std::string(name)))
+                        return;
+                    newFiles = true;
+                    if (names.size() <= kListedFiles) {
+                        names.emplace_back(name);
+                        versions.emplace_back(version);
+                    }
+                };
+                const bool read = VisitRevisions(installDir + "/" + kRemoteRevisions, judge);
                 if (!read)
                     qCWarning(lcCheck, "the server's revision file could not be read");
                 if (read) {
-                    LocalRevisionList local;
-                    ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
-                    // A name the run would refuse is not offered.
-                    const bool newFiles = CompareReleases(local, remote, false)
-                                          && KeepSafeNames(installDir, remote);
                     outcome = newFiles ? Outcome::NewFiles : Outcome::UpToDate;
                     qCInfo(lcCheck, newFiles ? "newer files on the server" : "up to date");
                     if (newFiles || !bQuietIfCurrent) {
-                        const std::string text =
-                            composeMessage(newFiles, remote.m_aNames, remote.m_aVersions);
+                        const std::string text = composeMessage(newFiles, names, versions);
                         yes = showBox(text, BoxButtons::YesNo, BoxIcon::Question)
                               == BoxAnswer::Yes;
                     }

@@ -26,6 +26,13 @@ const char kConnectFailed[] =
     "Connection to the KORVANE server failed.\nCannot check the new software updates.\n"
     "You can inactivate this feature if no internet line is available!\n\n";
 
+// Receive buffer of a transfer. libcurl's default of 16 KiB means one
+// recvfrom and one write per 16 KiB; on a 256 MiB file over the loopback
+// 1 MiB took the run from about 1.15 times curl's time to about half of it,
+// and made no difference to many small files (256 KiB and 512 KiB lay in
+// between). It costs 1 MiB per connection.
+constexpr long kTransferBufferBytes = 1024 * 1024;
+
 CURL* easy(void* p) { return static_cast<CURL*>(p); }
 CURLM* multi(void* p) { return static_cast<CURLM*>(p); }
 
@@ -182,6 +189,7 @@ void CFtpFileClient::applyOptions()
     curl_easy_setopt(h, CURLOPT_OPENSOCKETDATA, this);
     curl_easy_setopt(h, CURLOPT_CLOSESOCKETFUNCTION, &FtpCallbacks::closeSocket);
     curl_easy_setopt(h, CURLOPT_CLOSESOCKETDATA, this);
+    curl_easy_setopt(h, CURLOPT_BUFFERSIZE, kTransferBufferBytes);
 }
 
 void CFtpFileClient::resetRequest()
