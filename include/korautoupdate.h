@@ -16,8 +16,9 @@
  * applicationPath: the application's program path, or its directory. A text
  *   containing ".exe", or naming no existing directory and not ending in "/",
  *   is a program path: its directory is the install directory and the rest
- *   the program name. Otherwise it is the install directory itself. An empty
- *   install directory means the current directory.
+ *   the program name ("/Tool.exe" lies in "/"). Otherwise it is the install
+ *   directory itself. Only an empty install directory means the current
+ *   directory.
  */
 #ifndef KORAUTOUPDATE_H
 #define KORAUTOUPDATE_H

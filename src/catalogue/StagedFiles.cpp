@@ -28,6 +28,8 @@ std::string LocalPath(const std::string& installDir, const std::string& name)
 {
     std::string local = name;
     std::replace(local.begin(), local.end(), '\\', '/');
+    if (!installDir.empty() && installDir.back() == '/')
+        return installDir + local; // the root directory
     return installDir + "/" + local;
 }
 
