@@ -4,6 +4,7 @@
 #include "catalogue/StagedFiles.h"
 #include "catalogue/TextLines.h"
 #include "platform/FileCopy.h"
+#include "platform/FixedNames.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,7 +19,7 @@ namespace fs = std::filesystem;
 namespace kau {
 namespace {
 
-constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
+constexpr const char* kLocalRevisions = kLocalRevisionFile;
 
 // Names of the entries of a directory, ascending; directories or files.
 std::vector<std::string> entriesOf(const std::string& directory, bool wantDirectories)

@@ -1,5 +1,7 @@
 #include "catalogue/StagedFiles.h"
 
+#include "platform/FixedNames.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -37,8 +39,8 @@ std::string StagedName(const std::string& path)
 {
     const std::size_t at = lastSeparator(path);
     if (at == std::string::npos)
-        return "upd_" + path;
-    return path.substr(0, at) + "/upd_" + path.substr(at + 1);
+        return kStagedPrefix + path;
+    return path.substr(0, at) + "/" + kStagedPrefix + path.substr(at + 1);
 }
 
 bool StageFile(const std::string& path)

@@ -6,6 +6,8 @@
 #include "catalogue/ReleaseComparison.h"
 #include "catalogue/RevisionList.h"
 #include "platform/Box.h"
+#include "platform/FixedNames.h"
+#include "platform/PartFile.h"
 #include "resources/Strings.h"
 #include "server/CFtpFileClient.h"
 
@@ -16,10 +18,7 @@
 namespace kau {
 namespace {
 
-const std::string kDashes(58, '-');
 constexpr std::size_t kListedFiles = 10;
-constexpr const char* kRemoteRevisions = "RelInfoRemote.rel";
-constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
 constexpr const char* kNoConnection =
     "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!";
 
@@ -45,13 +44,13 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
         if (m_clientBusy || !m_client.Connect("", "", "")) {
             failed = true;
         } else {
-            if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {
+            if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisionFile)) {
                 failed = true;
-            } else if (m_client.DownloadFile(kRemoteRevisions, installDir)) {
+            } else if (m_client.DownloadFile(kRemoteRevisionFile, installDir)) {
                 RemoteRevisionList remote;
-                if (ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions)) {
+                if (ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisionFile)) {
                     LocalRevisionList local;
-                    ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
+                    ReadLocalRevisions(local, installDir + "/" + kLocalRevisionFile);
                     const bool newFiles = CompareReleases(local, remote, false);
                     outcome = newFiles ? Outcome::NewFiles : Outcome::UpToDate;
                     if (newFiles || !bQuietIfCurrent) {
@@ -98,7 +97,7 @@ std::string UpdateCheck::composeMessage(bool newFiles, const std::vector<std::st
 {
     std::string text = " Message from: <KorAutoUpdate>-Tool  V ";
     text += strings::kToolVersion;
-    text += "\n" + kDashes + "\n\n";
+    text += std::string("\n") + kDashLine + "\n\n";
     if (newFiles) {
         text += " There are some newer files on the server:\n\n";
         const std::size_t listed = std::min({names.size(), versions.size(), kListedFiles});
@@ -109,7 +108,7 @@ std::string UpdateCheck::composeMessage(bool newFiles, const std::vector<std::st
     } else {
         text += " Your programm is working with the latest version!\n\n";
     }
-    text += "\n" + kDashes + "\n\n";
+    text += std::string("\n") + kDashLine + "\n\n";
     text += " Click <yes> to see the KORVANE update notes \n";
     text += " and to start the installation procedure ...";
     return text;

@@ -11,13 +11,12 @@
 #include <stop_token>
 #include <string>
 
+#include "platform/FixedNames.h"
+
 namespace kau {
 
 class RunLog;
 class RunProgress;
-
-inline constexpr const char* kRemoteRevisionFile = "RelInfoRemote.rel";
-inline constexpr const char* kLocalRevisionFile = "RelInfoLocal.rel";
 
 class UpdateRun {
 public:

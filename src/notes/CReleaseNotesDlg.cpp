@@ -4,6 +4,7 @@
 #include "CWebBrowser.h"
 #include "ReportLastError.h"
 #include "platform/Box.h"
+#include "platform/FixedNames.h"
 #include "platform/ProcessLauncher.h"
 #include "resources/Strings.h"
 #include "ui_ReleaseNotesDlg.h"
@@ -20,9 +21,7 @@ namespace {
 constexpr auto kInstallAllWait = std::chrono::milliseconds(100);
 constexpr const char* kInstaller = "KorAutoInstall";
 
-const std::string kAttention = " Attention!!\n"
-                               "----------------------------------------------------------\n"
-                               "\n";
+const std::string kAttention = std::string(" Attention!!\n") + kDashLine + "\n\n";
 const std::string kStopApplication = " to stop the running application!\n";
 
 QString fromBytes(const std::string& text)
