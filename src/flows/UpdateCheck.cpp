@@ -83,7 +83,8 @@ bool UpdateCheck::SweepStagedFiles(const std::string& directory)
     for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
          it.increment(ec)) {
         const std::string name = it->path().filename().string();
-        if (name.rfind("upd_", 0) != 0)
+        // Put aside by an update run, or a download that a killed run left unfinished.
+        if (name.rfind(kStagedPrefix, 0) != 0 && !PartFile::IsPartFileName(name))
             continue;
         std::error_code removeError;
         if (!it->is_directory(removeError))
