@@ -68,8 +68,11 @@ KAU_API bool UpdateStartSchedule(const char* productKey, const char* application
  * Runs the update (normally inside the installer KorAutoInstall, after the
  * application has ended): fetches every new file (every file when allFiles),
  * keeps the old copies in a restore directory, rewrites the local revision
- * file, then offers to start the program. Blocks in a modal dialog until the
- * user closes it. Result: always true.
+ * file, then offers to start the program. Each file arrives under a hidden
+ * name first; only once it is complete is the old copy kept and the new file
+ * put in place, so "abort and exit" leaves every installed file either old or
+ * new, and nothing on disk changes once the dialog has closed. Blocks in a
+ * modal dialog until the user closes it. Result: always true.
  */
 KAU_API bool UpdateFiles(const char* productKey, const char* applicationPath, bool allFiles);
 

@@ -53,6 +53,14 @@ bool StageFile(const std::string& path)
     return true;
 }
 
+bool UnstageFile(const std::string& path)
+{
+    const std::string staged = StagedName(path);
+    if (present(path) || !present(staged))
+        return false;
+    return std::rename(staged.c_str(), path.c_str()) == 0;
+}
+
 bool DeleteStagedFile(const std::string& path)
 {
     ::unlink(StagedName(path).c_str());

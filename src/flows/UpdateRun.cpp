@@ -144,7 +144,6 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 const std::string installed = LocalPath(installDir, name);
                 if (stopped())
                     return;
-                KeepOldCopy(installDir, result.restoreDirectory, name);
                 m_progress.SetPosition(static_cast<int>(i) + 1);
                 m_log.AddLine(" copy -> " + name);
                 m_log.ScrollToEnd();
@@ -152,17 +151,33 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     return;
                 CreateParentDirectory(installed);
                 const std::optional<std::filesystem::perms> mode = permissionsOf(installed);
-                StageFile(installed);
-                const bool arrived = client.DownloadFile(name, installDir);
-                if (stopped())
-                    return;
+                // The file arrives under a hidden name first. Only once it is
+                // complete, and the run still goes on, is the old copy kept,
+                // the installed file put aside and the new one renamed into
+                // place, in one step that no stop request cuts: a run stopped
+                // before it leaves the installed file where it was.
+                bool placing = false;
+                const bool arrived = client.DownloadFile(name, installDir, [&] {
+                    if (stopped())
+                        return false;
+                    placing = true;
+                    KeepOldCopy(installDir, result.restoreDirectory, name);
+                    StageFile(installed);
+                    return true;
+                });
                 if (arrived) {
                     // A file that replaces another takes its mode; a new one
                     // is runnable when it is a program.
                     keepPermissions(installed, mode ? *mode : static_cast<std::filesystem::perms>(
                                                                   NewFileMode(installed)));
-                    m_log.ReplaceLastLine("  ok!    " + name);
                     DeleteStagedFile(installed);
+                } else if (placing) {
+                    UnstageFile(installed); // the rename into place failed
+                }
+                if (stopped())
+                    return;
+                if (arrived) {
+                    m_log.ReplaceLastLine("  ok!    " + name);
                     remote.m_aTransferred[i].assign(1, '1');
                 } else {
                     m_log.ReplaceLastLine(" fail!    " + name);

@@ -296,6 +296,9 @@ TEST_F(ExportTest, UpdateFilesWhileTheServerStallsClosesAtOnceOnAbortAndEndsTheL
         if (name.find(".part-") != std::string::npos)
             after.try_emplace(name, content);
     EXPECT_EQ(after, atClose);
+    // The file in transfer was neither put aside nor kept: it stays installed as it was.
+    EXPECT_EQ(after.at("sampler.chm"), "help release 1\n");
+    EXPECT_FALSE(after.contains("upd_sampler.chm"));
 
     std::thread other;
     EXPECT_TRUE(updateFiles([&](CUpdateDlg&) { return server.waitForStall({}); },
