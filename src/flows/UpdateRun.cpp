@@ -37,6 +37,13 @@ void keepPermissions(const std::string& path, std::filesystem::perms mode)
     std::filesystem::permissions(path, mode, std::filesystem::perm_options::replace, ec);
 }
 
+// what, and the client's account of why, if it has one.
+std::string withCause(const std::string& what, const CFtpFileClient& client)
+{
+    const std::string cause = client.FailureReason();
+    return cause.empty() ? what : what + ": " + cause;
+}
+
 UpdateRun::Result stoppedResult()
 {
     UpdateRun::Result result;
@@ -99,6 +106,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 return;
             if (!client.ChangeDirectory(productKey)) {
                 result.outcome = Outcome::NoProductDirectory;
+                result.reason = withCause("no product directory \"" + productKey + "\" on the server", client);
                 return;
             }
             m_log.AddLine("... check remote revision file");
@@ -106,6 +114,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 return;
             if (!client.FindFile(kRemoteRevisionFile)) {
                 result.outcome = Outcome::NoRevisionFile;
+                result.reason = withCause(std::string("no ") + kRemoteRevisionFile + " in \"" + productKey
+                                              + "\" on the server", client);
                 return;
             }
             if (stopped())
@@ -116,10 +126,18 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             result.restoreDirectory = BeginRestoreDirectory(installDir, DateStamp());
 
             result.outcome = Outcome::RevisionFileFailed;
-            if (stopped() || !client.DownloadFile(kRemoteRevisionFile, installDir))
+            if (stopped())
                 return;
-            if (stopped() || !ReadRemoteRevisions(remote, remoteRevisions))
+            if (!client.DownloadFile(kRemoteRevisionFile, installDir)) {
+                result.reason = withCause(std::string(kRemoteRevisionFile) + " did not arrive", client);
                 return;
+            }
+            if (stopped())
+                return;
+            if (!ReadRemoteRevisions(remote, remoteRevisions)) {
+                result.reason = remoteRevisions + " could not be read";
+                return;
+            }
 
             m_log.AddLine("... check local revision file");
             if (stopped())
@@ -145,7 +163,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 if (stopped())
                     return;
                 m_progress.SetPosition(static_cast<int>(i) + 1);
-                m_log.AddLine(" copy -> " + name);
+                m_log.AddPendingLine(" copy -> " + name);
                 m_log.ScrollToEnd();
                 if (stopped())
                     return;
@@ -181,7 +199,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     remote.m_aTransferred[i].assign(1, '1');
                 } else {
                     m_log.ReplaceLastLine(" fail!    " + name);
-                    ++result.failedFiles;
+                    if (result.failedFiles++ == 0)
+                        result.reason = withCause(name + " did not arrive", client);
                 }
             }
 
@@ -191,6 +210,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             if (stopped())
                 return;
             result.revisionsWritten = UpdateLocalRevisions(local, remote, localRevisions);
+            if (!result.revisionsWritten && result.reason.empty())
+                result.reason = localRevisions + " could not be written";
             m_log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
                                                   : " fail! no update in local revision file");
             result.outcome = Outcome::Transferred;
@@ -198,6 +219,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
     } catch (...) {
         // Something below broke off the run; it ends like any other.
         result.outcome = Outcome::Failed;
+        result.reason = "the run broke off";
     }
 
     if (stopped()) {

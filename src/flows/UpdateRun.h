@@ -35,6 +35,7 @@ public:
         Outcome outcome = Outcome::Failed;
         std::size_t files = 0;          // files the comparison named
         std::size_t failedFiles = 0;    // of those, the ones that did not arrive
+        std::string reason;             // why the run ended early, or the first file failed
         bool revisionsWritten = false;  // the local revision file was rewritten
         std::string restoreDirectory;   // this run's restore directory, if made
     };

@@ -325,7 +325,9 @@ std::string CFtpFileClient::FailureReason() const
                            || m_strLastReply[0] == '2' || m_strLastReply[0] == '3');
     if (!m_strLastReply.empty() && !goodReply)
         return "the server replied \"" + m_strLastReply + "\"";
-    return lastError(m_lastCode);
+    // Not the error buffer: libcurl keeps the first message of a transfer
+    // there, which may be a harmless one from before the failure.
+    return curl_easy_strerror(static_cast<CURLcode>(m_lastCode));
 }
 
 bool CFtpFileClient::Connect(std::string server, std::string user, std::string password)
@@ -354,7 +356,8 @@ bool CFtpFileClient::Connect(std::string server, std::string user, std::string p
     if (code != CURLE_OK) {
         const std::string text = std::string(kConnectFailed) + "ERROR!  " + lastError(code)
                                  + "\n" + "\n" + "FTP Server: <" + m_strServer + ">";
-        showBox(text, BoxButtons::Ok, BoxIcon::None);
+        if (!m_bAbort) // a logon the user broke off needs no box
+            showBox(text, BoxButtons::Ok, BoxIcon::None);
         m_strCurrentUrl.clear();
         return false;
     }
