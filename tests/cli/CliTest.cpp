@@ -189,7 +189,7 @@ TEST_F(Cli, CheckExits1WhenTheServerIsNotUsableAndOptionsReplaceTheAccount)
     EXPECT_EQ(r.out, "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!\n\n");
 }
 
-TEST_F(Cli, UpdatePrintsTheLogAtTheEndKeepsTheOldFilesAndBarsATerminal)
+TEST_F(Cli, UpdatePrintsItsLogKeepsTheOldFilesAndBarsATerminal)
 {
     Result r = korautoupdate({"update", "--product", "Sampler", "--app", app}, true);
     EXPECT_EQ(r.status, 0) << r.err;
