@@ -4,6 +4,7 @@
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
 #include "textfile/CTextFile.h"
+#include "platform/FixedNames.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -15,7 +16,7 @@ namespace fs = std::filesystem;
 namespace kau {
 namespace {
 
-constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
+constexpr const char* kLocalRevisions = kLocalRevisionFile;
 
 // Names of the entries of a directory, ascending; directories (never a
 // symbolic link to one: only what lies inside is read) or files.

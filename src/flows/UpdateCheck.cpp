@@ -8,6 +8,8 @@
 #include "catalogue/RevisionList.h"
 #include "platform/Box.h"
 #include "platform/LogCategories.h"
+#include "platform/FixedNames.h"
+#include "platform/PartFile.h"
 #include "resources/Strings.h"
 #include "server/CFtpFileClient.h"
 
@@ -18,10 +20,7 @@
 namespace kau {
 namespace {
 
-const std::string kDashes(58, '-');
 constexpr std::size_t kListedFiles = 10;
-constexpr const char* kRemoteRevisions = "RelInfoRemote.rel";
-constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
 constexpr const char* kNoConnection =
     "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!";
 
@@ -48,15 +47,15 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
         if (m_clientBusy || !m_client.Connect("", "", "")) {
             failed = true;
         } else {
-            if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {
+            if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisionFile)) {
                 failed = true;
-            } else if (m_client.DownloadFile(kRemoteRevisions, installDir)) {
+            } else if (m_client.DownloadFile(kRemoteRevisionFile, installDir)) {
                 // The remote list is judged line by line against the local
                 // one and not kept: the message needs only its first new
                 // entries, and one more to know there are more. A name the
                 // run would refuse is not offered.
                 LocalRevisionList local;
-                ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
+                ReadLocalRevisions(local, installDir + "/" + kLocalRevisionFile);
                 const NameIndex index(local.m_aNames);
                 bool newFiles = false;
                 std::vector<std::string> names, versions;
@@ -70,7 +69,7 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
                         versions.emplace_back(version);
                     }
                 };
-                const bool read = VisitRevisions(installDir + "/" + kRemoteRevisions, judge);
+                const bool read = VisitRevisions(installDir + "/" + kRemoteRevisionFile, judge);
                 if (!read)
                     qCWarning(lcCheck, "the server's revision file could not be read");
                 if (read) {
@@ -108,7 +107,8 @@ bool UpdateCheck::SweepStagedFiles(const std::string& directory)
     for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
          it.increment(ec)) {
         const std::string name = it->path().filename().string();
-        if (name.rfind("upd_", 0) != 0)
+        // Put aside by an update run, or a download that a killed run left unfinished.
+        if (name.rfind(kStagedPrefix, 0) != 0 && !PartFile::IsPartFileName(name))
             continue;
         std::error_code removeError;
         if (!it->is_directory(removeError))
@@ -122,7 +122,7 @@ std::string UpdateCheck::composeMessage(bool newFiles, const std::vector<std::st
 {
     std::string text = " Message from: <KorAutoUpdate>-Tool  V ";
     text += strings::kToolVersion;
-    text += "\n" + kDashes + "\n\n";
+    text += std::string("\n") + kDashLine + "\n\n";
     if (newFiles) {
         text += " There are some newer files on the server:\n\n";
         const std::size_t listed = std::min({names.size(), versions.size(), kListedFiles});
@@ -133,7 +133,7 @@ std::string UpdateCheck::composeMessage(bool newFiles, const std::vector<std::st
     } else {
         text += " Your programm is working with the latest version!\n\n";
     }
-    text += "\n" + kDashes + "\n\n";
+    text += std::string("\n") + kDashLine + "\n\n";
     text += " Click <yes> to see the KORVANE update notes \n";
     text += " and to start the installation procedure ...";
     return text;

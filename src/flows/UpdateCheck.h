@@ -32,7 +32,9 @@ public:
     // it and takes the road of a connection that failed.
     void setClientBusy(bool busy) { m_clientBusy = busy; }
 
-    // Removes every "upd_" file directly in directory; always true.
+    // Removes every file directly in directory that a run left behind: the
+    // staged ("upd_") files and unfinished downloads (".NAME.part-XXXXXX").
+    // Directories stay. Always true.
     static bool SweepStagedFiles(const std::string& directory);
 
     // The text of the box for the remote entries that stayed new (none: up to date).

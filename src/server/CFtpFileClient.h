@@ -30,11 +30,20 @@ public:
     bool Disconnect();
     bool ChangeDirectory(std::string directory);
     bool FindFile(std::string name);
-    bool DownloadFile(std::string remoteName, std::string localDirectory);
+    // The file arrives under a hidden name and replaces the local one only when
+    // complete. beforePlacing, if given, runs just before that replacement; when
+    // it gives false the download is dropped and the local file stays.
+    bool DownloadFile(std::string remoteName, std::string localDirectory,
+                      const std::function<bool()>& beforePlacing = {});
     bool UploadFile(std::string localPath);
     std::string NextFoundFile();
     std::string CurrentDirectory() const;     // "/" or "/dir/sub/", empty when not connected
     std::string CurrentDirectoryUrl() const;  // "ftp://host:port/dir/", empty when not connected
+
+    // Why the last operation failed, for a person to read: the local file's
+    // path and error text, else the server's reply, else the transfer
+    // library's message. Empty when nothing is known.
+    std::string FailureReason() const;
 
     // From any thread: stops a running transfer at once; every later
     // operation fails until Disconnect.
@@ -58,6 +67,8 @@ private:
     void applyOptions();
     void resetRequest();
     int perform(); // a CURLcode
+    int performRequest();
+    void noteLocalFailure(const std::string& path, int error);
     // FindFile's two ways: 1 found, 0 not there, -1 the server can't say.
     int findPlainName(const std::string& dir, const std::string& name);
     bool listDirectory(const std::string& dir, std::string& listing);
@@ -86,6 +97,10 @@ private:
     std::set<int> m_sockets; // open sockets, shut down by Abort
     std::atomic<bool> m_bAbort{false};
     char m_errorBuffer[256] = {}; // CURL_ERROR_SIZE
+    int m_lastCode = 0;           // CURLcode of the last request
+    std::string m_strLastReply;   // the server's last reply line in the last request
+    std::string m_strLocalFailure; // "path: error text" when a local file failed
+    std::string m_strLocalTarget;  // the file being downloaded
     int m_fd = -1;
     bool m_bDownloading = false;
     Progress m_progress;

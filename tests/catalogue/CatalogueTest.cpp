@@ -229,6 +229,13 @@ TEST(StagedFiles, NamesStagingAndParentDirectories)
     dir.write("upd_x/keep", "k");
     EXPECT_FALSE(StageFile(dir / "x"));
     EXPECT_TRUE(dir.exists("x/keep") && DeleteStagedFile(dir / "x") && dir.exists("upd_x/keep"));
+    // Put back only where nothing stands under the name.
+    dir.write("upd_Back", "staged");
+    EXPECT_TRUE(UnstageFile(dir / "Back") && !dir.exists("upd_Back"));
+    dir.write("upd_Back", "other");
+    EXPECT_FALSE(UnstageFile(dir / "Back") || UnstageFile(dir / "None"));
+    EXPECT_EQ(dir.read("Back") + dir.read("upd_Back"), "stagedother");
+    EXPECT_EQ(LocalPath("/", "P\\F.dll") + " " + LocalPath("/opt/S", "P\\F.dll"), "/P/F.dll /opt/S/P/F.dll");
     // Only the last directory level is made.
     EXPECT_TRUE(CreateParentDirectory("bare") && CreateParentDirectory(dir / "P/F.dll") && fs::is_directory(dir / "P"));
     EXPECT_FALSE(CreateParentDirectory(dir / "a/b/c.dll") || dir.exists("a"));
