@@ -1,6 +1,7 @@
 #include "CRestoreDlg.h"
 
 #include "platform/Box.h"
+#include "resources/DialogFrame.h"
 #include "ui_RestoreDlg.h"
 
 #include <algorithm>
@@ -45,9 +46,8 @@ CRestoreDlg::CRestoreDlg(QWidget* parent)
     m_ui->setupUi(this);
     m_list = m_ui->listRestore;
     m_slider = m_ui->slider;
-    setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
-                   | Qt::WindowCloseButtonHint);
-    setWindowModality(Qt::ApplicationModal);
+    SetModalDialogFrame(*this);
+    CallOnFirstShow(*this, [this] { OnInitDialog(); });
 
     connect(m_ui->restoreButton, &QPushButton::clicked, this, &CRestoreDlg::accept);
     connect(m_ui->abortButton, &QPushButton::clicked, this, &CRestoreDlg::reject);
@@ -74,17 +74,6 @@ QLabel* CRestoreDlg::filesColumn() const { return m_ui->textFiles; }
 QLabel* CRestoreDlg::releasesColumn() const { return m_ui->textReleases; }
 QPushButton* CRestoreDlg::restoreButton() const { return m_ui->restoreButton; }
 QPushButton* CRestoreDlg::abortButton() const { return m_ui->abortButton; }
-
-void CRestoreDlg::showEvent(QShowEvent* event)
-{
-    QDialog::showEvent(event);
-    if (!m_initialised) {
-        m_initialised = true;
-        OnInitDialog();
-        raise();
-        activateWindow();
-    }
-}
 
 void CRestoreDlg::OnInitDialog()
 {

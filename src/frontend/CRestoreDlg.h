@@ -58,9 +58,6 @@ public slots:
     void accept() override; // OnOK, the button "Restore"
     void done(int result) override;
 
-protected:
-    void showEvent(QShowEvent* event) override;
-
 private:
     void OnInitDialog();
     void OnTimer(int id);
@@ -74,7 +71,6 @@ private:
     QSlider* m_slider = nullptr;
     QTimer m_followTimer; // 1
     QTimer m_fillTimer;   // 1000
-    bool m_initialised = false;
 };
 
 // Whether a restore directory's name is of a release that does not support

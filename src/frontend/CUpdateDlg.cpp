@@ -4,6 +4,7 @@
 #include "flows/RestoreRun.h"
 #include "flows/RunFrame.h"
 #include "flows/UpdateRun.h"
+#include "resources/DialogFrame.h"
 #include "ui_UpdateDlg.h"
 
 #include <QCoreApplication>
@@ -30,9 +31,8 @@ CUpdateDlg::CUpdateDlg(QWidget* parent) : QDialog(parent), m_ui(std::make_unique
     m_ui->setupUi(this);
     m_listLog = m_ui->listLog;
     m_progress = m_ui->progress;
-    setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
-                   | Qt::WindowCloseButtonHint);
-    setWindowModality(Qt::ApplicationModal);
+    SetModalDialogFrame(*this);
+    CallOnFirstShow(*this, [this] { OnInitDialog(); });
 
     connect(m_ui->okButton, &QPushButton::clicked, this, &CUpdateDlg::accept);
     connect(m_ui->abortButton, &QPushButton::clicked, this, &CUpdateDlg::reject);
@@ -75,17 +75,6 @@ QPushButton* CUpdateDlg::okButton() const { return m_ui->okButton; }
 QPushButton* CUpdateDlg::abortButton() const { return m_ui->abortButton; }
 QLabel* CUpdateDlg::infoText() const { return m_ui->textInfo; }
 bool CUpdateDlg::workerRunning() const { return m_bWorkerRunning; }
-
-void CUpdateDlg::showEvent(QShowEvent* event)
-{
-    QDialog::showEvent(event);
-    if (!m_initialised) {
-        m_initialised = true;
-        OnInitDialog();
-        raise();
-        activateWindow();
-    }
-}
 
 void CUpdateDlg::OnInitDialog()
 {

@@ -81,9 +81,6 @@ public slots:
 signals:
     void workerEnded();
 
-protected:
-    void showEvent(QShowEvent* event) override;
-
 private:
     void OnInitDialog();
     void OnTimer(int id);
@@ -96,7 +93,6 @@ private:
     QProgressBar* m_progress = nullptr;
     QTimer m_startTimer; // 999
     QTimer m_endTimer;   // 1000
-    bool m_initialised = false;
 
     std::thread m_hWorker;
     bool m_bWorkerRunning = false; // dialog's thread only

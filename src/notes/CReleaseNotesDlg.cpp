@@ -8,6 +8,7 @@
 #include "platform/LogCategories.h"
 #include "platform/FixedNames.h"
 #include "platform/ProcessLauncher.h"
+#include "resources/DialogFrame.h"
 #include "resources/Strings.h"
 #include "ui_ReleaseNotesDlg.h"
 
@@ -42,9 +43,7 @@ CReleaseNotesDlg::CReleaseNotesDlg(QWidget* parent)
     : QDialog(parent), m_ui(std::make_unique<Ui::ReleaseNotesDlg>())
 {
     m_ui->setupUi(this);
-    setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint
-                   | Qt::WindowCloseButtonHint);
-    setWindowModality(Qt::ApplicationModal);
+    SetModalDialogFrame(*this);
     // The placeholder keeps its place in the layout while hidden, so that the
     // view can follow it when the dialog is resized.
     QSizePolicy policy = m_ui->placeholder->sizePolicy();
