@@ -2,14 +2,13 @@
 
 #include "ConsoleRunView.h"
 #include "ExitCodes.h"
+#include "Installation.h"
 #include "InterruptWatcher.h"
 #include "flows/ApplicationPath.h"
 #include "flows/RestoreRun.h"
 #include "flows/RunFrame.h"
 
-#include <filesystem>
 #include <stop_token>
-#include <system_error>
 
 #include <unistd.h>
 
@@ -17,12 +16,10 @@ namespace kau::cli {
 
 int runRestore(const CommandLine& line, std::ostream& out, std::ostream& err)
 {
-    const ApplicationPath app = ApplicationPath::plain(line.applicationPath);
-    std::error_code ec;
-    if (!std::filesystem::is_directory(app.installDir, ec)) {
-        err << "korautoupdate: no install directory " << app.installDir << "\n";
+    const std::optional<ApplicationPath> installation = ExistingInstallation(line, err);
+    if (!installation)
         return kExitFailed;
-    }
+    const ApplicationPath& app = *installation;
     const std::string& stamp = line.restoreStamp.value_or("");
     ConsoleRunView view(out, err, ::isatty(STDERR_FILENO) == 1);
     std::stop_source stop;

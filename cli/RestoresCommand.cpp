@@ -1,25 +1,22 @@
 #include "RestoresCommand.h"
 
 #include "ExitCodes.h"
+#include "Installation.h"
 #include "catalogue/InstallNames.h"
 #include "catalogue/RestoreArchive.h"
 #include "catalogue/RevisionList.h"
 #include "flows/ApplicationPath.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 
 namespace kau::cli {
 
 int runRestores(const CommandLine& line, std::ostream& out, std::ostream& err)
 {
-    const ApplicationPath app = ApplicationPath::plain(line.applicationPath);
-    std::error_code ec;
-    if (!std::filesystem::is_directory(app.installDir, ec)) {
-        err << "korautoupdate: no install directory " << app.installDir << "\n";
+    const std::optional<ApplicationPath> installation = ExistingInstallation(line, err);
+    if (!installation)
         return kExitFailed;
-    }
+    const ApplicationPath& app = *installation;
     RestoreDirectoryList directories;
     ListRestoreDirectories(directories, app.installDir);
     if (!line.restoreStamp) {
