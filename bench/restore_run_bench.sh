@@ -36,8 +36,10 @@ head -c $((1024 * 1024 * 1024)) /dev/urandom > "$WORK/big/install/$STAMP/big.bin
 cp -a "$WORK/big/install/$STAMP/big.bin" "$WORK/big/install/"
 cp -a "$WORK/big/install/$STAMP/big.bin" "$WORK/big/cp-target/"
 
-# Seconds and peak KiB of one command.
+# Seconds and peak KiB of one command. Each starts with nothing left to write
+# back from the one before, so that none pays for another's writes.
 timed() {
+  sync
   /usr/bin/time -f '%e %M' -o "$WORK/time" "$@" >/dev/null 2>&1 || true
   cat "$WORK/time"
 }
@@ -49,7 +51,7 @@ for case in small big; do
   for _ in $(seq 1 "$PAIRS"); do
     read -r rs rk < <(timed "$CLI" restore --app "$WORK/$case/install/" "$STAMP")
     read -r cs _ < <(timed cp -a "$WORK/$case/install/$STAMP/." "$WORK/$case/cp-target/")
-    rm -rf "$WORK/$case/fresh"; sync
+    rm -rf "$WORK/$case/fresh"
     read -r fs _ < <(timed cp -a "$WORK/$case/install/$STAMP" "$WORK/$case/fresh")
     echo "$rs" >> "$WORK/restore.s"; echo "$cs" >> "$WORK/cp.s"; echo "$rk" >> "$WORK/rss"; echo "$fs" >> "$WORK/fresh.s"
     awk -v a="$rs" -v b="$cs" 'BEGIN { print (b > 0) ? a / b : 0 }' >> "$WORK/ratio"
