@@ -4,6 +4,7 @@
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
 #include "textfile/CTextFile.h"
+#include "textfile/TextFileError.h"
 #include "platform/FixedNames.h"
 
 #include <algorithm>
@@ -113,18 +114,23 @@ bool ListRestoreDirectoryFiles(std::string directory, LocalRevisionList& files)
     CTextFile revisions;
     if (!revisions.OpenForWrite(path, false, false))
         return found;
-    revisions.ScanLines([&](std::string_view line) {
-        const std::string_view name = TrimmedView(FieldOf(1, line, ';'));
-        for (std::size_t i = 0; i < files.m_aNames.size(); ++i) {
-            if (files.m_aNames[i] != name)
-                continue;
-            const std::string_view version = TrimmedView(FieldOf(2, line, ';'));
-            if (!version.empty()) {
-                files.m_aVersions[i] = version;
-                found = true;
+    // A read error ends the scan: the versions found so far stay, the rest
+    // show "-", as when the file can't be opened.
+    try {
+        revisions.ScanLines([&](std::string_view line) {
+            const std::string_view name = TrimmedView(FieldOf(1, line, ';'));
+            for (std::size_t i = 0; i < files.m_aNames.size(); ++i) {
+                if (files.m_aNames[i] != name)
+                    continue;
+                const std::string_view version = TrimmedView(FieldOf(2, line, ';'));
+                if (!version.empty()) {
+                    files.m_aVersions[i] = version;
+                    found = true;
+                }
             }
-        }
-    });
+        });
+    } catch (const TextFileError&) {
+    }
     return found;
 }
 
