@@ -76,6 +76,8 @@ struct FtpCallbacks {
     {
         auto* client = static_cast<CFtpFileClient*>(self);
         const size_t total = size * count;
+        if (client->m_check && !client->m_check->Accept(data, total))
+            return 0; // refused: the transfer stops here
         size_t done = 0;
         while (done < total) {
             const ssize_t n = ::write(client->m_fd, data + done, total - done);
@@ -91,6 +93,18 @@ struct FtpCallbacks {
     static size_t writeToString(char* data, size_t size, size_t count, void* target)
     {
         static_cast<std::string*>(target)->append(data, size * count);
+        return size * count;
+    }
+    struct Bounded {
+        std::string* text;
+        size_t limit;
+    };
+    static size_t writeToBoundedString(char* data, size_t size, size_t count, void* target)
+    {
+        auto* bounded = static_cast<Bounded*>(target);
+        if (size * count > bounded->limit - bounded->text->size())
+            return 0;
+        bounded->text->append(data, size * count);
         return size * count;
     }
     static size_t readFromFd(char* data, size_t size, size_t count, void* self)
@@ -473,7 +487,8 @@ std::string CFtpFileClient::CurrentDirectoryUrl() const
     return m_bConnected ? urlOf(m_strDirectory) : std::string();
 }
 
-bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirectory)
+bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirectory,
+                                  DownloadCheck* check)
 {
     if (!m_bConnected)
         return false;
@@ -494,11 +509,32 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToFd);
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, this);
     m_fd = part.fd();
+    m_check = check;
     m_bDownloading = true;
     const int code = perform();
     m_bDownloading = false;
+    m_check = nullptr;
     m_fd = -1;
-    return code == CURLE_OK && part.Commit();
+    if (code != CURLE_OK || (check && !check->Complete()))
+        return false; // the part file goes; the target stays as it was
+    return part.Commit();
+}
+
+bool CFtpFileClient::ReadFile(std::string remoteName, std::string& content, std::size_t maxBytes)
+{
+    content.clear();
+    if (!m_bConnected)
+        return false;
+    FtpCallbacks::Bounded target{&content, maxBytes};
+    resetRequest();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL,
+                     requestUrlOf(m_strDirectory + slashes(remoteName)).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToBoundedString);
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, &target);
+    const int code = perform();
+    if (code != CURLE_OK)
+        content.clear();
+    return code == CURLE_OK;
 }
 
 bool CFtpFileClient::UploadFile(std::string localPath)

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "server/DownloadCheck.h"
+
 namespace kau {
 
 class CFtpFileClient {
@@ -30,7 +32,13 @@ public:
     bool Disconnect();
     bool ChangeDirectory(std::string directory);
     bool FindFile(std::string name);
-    bool DownloadFile(std::string remoteName, std::string localDirectory);
+    // check, if given, sees every byte as it arrives and may stop the
+    // transfer; a file it doesn't accept leaves the target as it was.
+    bool DownloadFile(std::string remoteName, std::string localDirectory,
+                      DownloadCheck* check = nullptr);
+    // A small file of the current directory into content; false when it
+    // isn't there, doesn't arrive or holds more than maxBytes.
+    bool ReadFile(std::string remoteName, std::string& content, std::size_t maxBytes);
     bool UploadFile(std::string localPath);
     std::string NextFoundFile();
     std::string CurrentDirectory() const;     // "/" or "/dir/sub/", empty when not connected
@@ -88,6 +96,7 @@ private:
     char m_errorBuffer[256] = {}; // CURL_ERROR_SIZE
     int m_fd = -1;
     bool m_bDownloading = false;
+    DownloadCheck* m_check = nullptr; // of the download in progress
     Progress m_progress;
     std::chrono::milliseconds m_connectTimeout{15000};
     std::chrono::milliseconds m_noProgressTimeout{30000};
