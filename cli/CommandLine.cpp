@@ -100,7 +100,7 @@ std::string apply(CommandLine& line, const std::string& name, const std::string&
     else if (name == "--previous")
         line.previousRevisions = value;
     else if (name == "--version")
-        line.version = value;
+        line.releaseVersion = value;
     return {};
 }
 
@@ -113,7 +113,7 @@ std::string checkRequired(const CommandLine& line)
     if (line.command == Command::Publish) {
         if (line.releaseDirectory.empty())
             return "--dir RELEASE_DIR is required";
-        return line.version.empty() ? "--version X.YY.ZZ is required" : "";
+        return line.releaseVersion.empty() ? "--version X.YY.ZZ is required" : "";
     }
     const bool needsProduct = line.command == Command::Check || line.command == Command::Update;
     if (needsProduct && line.productKey.empty())
@@ -156,6 +156,10 @@ ParseResult parseCommandLine(const std::vector<std::string>& args)
     }
     if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
         line.help = true;
+        return result;
+    }
+    if (args[0] == "--version") {
+        line.version = true;
         return result;
     }
     line.command = commandNamed(args[0]);
@@ -327,7 +331,13 @@ std::string helpText(Command command)
            "  keygen     make a key pair for signing releases\n"
            "  publish    write the revision file, manifest and signature of a release\n"
            "\n"
-           "'korautoupdate <command> --help' shows the options of a command.\n";
+           "'korautoupdate <command> --help' shows the options of a command,\n"
+           "'korautoupdate --version' the version.\n";
+}
+
+std::string versionText()
+{
+    return std::string("korautoupdate ") + KAU_VERSION + "\n";
 }
 
 } // namespace kau::cli

@@ -15,6 +15,7 @@ enum class Answer { Ask, Yes, No };
 struct CommandLine {
     Command command = Command::None;
     bool help = false;            // --help: print the help of the command (or the general one)
+    bool version = false;         // --version: print the program's name and version
     std::string productKey;       // --product
     std::string applicationPath;  // --app
     bool allFiles = false;        // --all
@@ -28,7 +29,7 @@ struct CommandLine {
     std::string keyFile;          // --key: keygen's output, publish's signing key
     std::string releaseDirectory; // publish --dir
     std::string previousRevisions; // publish --previous
-    std::string version;          // publish --version
+    std::string releaseVersion;   // publish --version
 };
 
 struct ParseResult {
@@ -41,6 +42,9 @@ ParseResult parseCommandLine(const std::vector<std::string>& args);
 
 // The help text of a command; Command::None gives the overview.
 std::string helpText(Command command);
+
+// "korautoupdate VERSION", one line.
+std::string versionText();
 
 // "check", "update", "restore", "restores", "notes", "keygen", "publish";
 // empty for None.

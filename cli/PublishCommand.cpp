@@ -10,7 +10,7 @@ namespace kau::cli {
 
 int runPublish(const CommandLine& line, std::ostream& out, std::ostream& err)
 {
-    PublishRequest request{line.releaseDirectory, line.previousRevisions, line.version, {}};
+    PublishRequest request{line.releaseDirectory, line.previousRevisions, line.releaseVersion, {}};
     if (!line.keyFile.empty()) {
         std::ifstream key(line.keyFile, std::ios::binary);
         std::ostringstream pem;
@@ -27,7 +27,7 @@ int runPublish(const CommandLine& line, std::ostream& out, std::ostream& err)
         return kExitFailed;
     }
     out << "release " << result.sequence << ": " << result.files << " files, " << result.changed
-        << " at " << line.version << (request.privateKeyPem.empty() ? ", not signed" : ", signed")
+        << " at " << line.releaseVersion << (request.privateKeyPem.empty() ? ", not signed" : ", signed")
         << "\n";
     return kExitOk;
 }

@@ -49,6 +49,10 @@ int main(int argc, char** argv)
         std::cerr << "Try 'korautoupdate " << (name.empty() ? "" : name + " ") << "--help'.\n";
         return kExitUsage;
     }
+    if (line.version) {
+        std::cout << versionText();
+        return kExitOk;
+    }
     if (line.help) {
         std::cout << helpText(line.command);
         return kExitOk;

@@ -18,6 +18,17 @@
  *   is a program path: its directory is the install directory and the rest
  *   the program name. Otherwise it is the install directory itself. An empty
  *   install directory means the current directory.
+ *
+ * The installer: where the release notes hand over to KorAutoInstall, the
+ * library starts the one installed with it, found from the library's own
+ * file: first <prefix>/libexec/KorAutoInstall, then <prefix>/bin/KorAutoInstall
+ * (the install layout's directories next to the library's), and only when
+ * neither is an executable file (or its path holds a blank) the first
+ * KorAutoInstall on PATH.
+ *
+ * Diagnostic log: Qt logging categories korautoupdate.ftp, .check, .run,
+ * .schedule and .install, silent until switched on, for instance with
+ * QT_LOGGING_RULES='korautoupdate.*=true'. They never show a password.
  */
 #ifndef KORAUTOUPDATE_H
 #define KORAUTOUPDATE_H

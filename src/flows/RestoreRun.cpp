@@ -8,6 +8,7 @@
 #include "catalogue/RestoreArchive.h"
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
+#include "platform/LogCategories.h"
 
 #include <sys/stat.h>
 
@@ -41,8 +42,12 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
     RestoreFileList files;
     result.collected = revision.find_first_of("/\\") == std::string::npos
                        && CollectRestoreFiles(installDir + "/" + revision, files);
+    if (!result.collected)
+        qCWarning(lcRun, "no restore directory %s in %s", revision.c_str(), installDir.c_str());
     if (result.collected) {
         result.files = files.m_aNames.size();
+        qCInfo(lcRun, "restore to %s in %s: %lu files", revision.c_str(), installDir.c_str(),
+               static_cast<unsigned long>(result.files));
         m_log.AddLine("---- start restore to " + revision);
         m_progress.SetRange(0, static_cast<int>(files.m_aNames.size()) + 1);
         for (std::size_t i = 0; i < files.m_aNames.size(); ++i) {
@@ -65,9 +70,11 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
             if (stopped())
                 return result;
             if (copied) {
+                qCInfo(lcRun, "restored %s from %s", target.c_str(), source.c_str());
                 m_log.ReplaceLastLine("  ok!    " + source);
                 DeleteStagedFile(target);
             } else {
+                qCWarning(lcRun, "%s could not be restored from %s", target.c_str(), source.c_str());
                 m_log.ReplaceLastLine(" fail!    " + source);
                 ++result.failedFiles;
             }

@@ -7,6 +7,7 @@
 #include "catalogue/ReleaseComparison.h"
 #include "catalogue/RevisionList.h"
 #include "platform/Box.h"
+#include "platform/LogCategories.h"
 #include "resources/Strings.h"
 #include "server/CFtpFileClient.h"
 
@@ -39,6 +40,7 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
     SweepStagedFiles(ApplicationPath::orCurrentDirectory(m_sweepDirectory));
     installDir = ApplicationPath::orCurrentDirectory(installDir);
 
+    qCInfo(lcCheck, "check of %s for %s", productKey.c_str(), installDir.c_str());
     bool failed = false;
     bool yes = false;
     Outcome outcome = Outcome::Silent;
@@ -50,13 +52,17 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
                 failed = true;
             } else if (m_client.DownloadFile(kRemoteRevisions, installDir)) {
                 RemoteRevisionList remote;
-                if (ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions)) {
+                const bool read = ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions);
+                if (!read)
+                    qCWarning(lcCheck, "the server's revision file could not be read");
+                if (read) {
                     LocalRevisionList local;
                     ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
                     // A name the run would refuse is not offered.
                     const bool newFiles = CompareReleases(local, remote, false)
                                           && KeepSafeNames(installDir, remote);
                     outcome = newFiles ? Outcome::NewFiles : Outcome::UpToDate;
+                    qCInfo(lcCheck, newFiles ? "newer files on the server" : "up to date");
                     if (newFiles || !bQuietIfCurrent) {
                         const std::string text =
                             composeMessage(newFiles, remote.m_aNames, remote.m_aVersions);
@@ -71,10 +77,13 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
                 m_onYes();
         }
         if (failed) {
+            qCWarning(lcCheck, "the server is not usable for %s (logon, directory or revision file)",
+                      productKey.c_str());
             showBox(kNoConnection, BoxButtons::Ok, BoxIcon::Question);
             outcome = Outcome::ServerUnusable;
         }
     } catch (...) {
+        qCWarning(lcCheck, "the check broke off");
         showBox("Error in ftp connection", BoxButtons::Ok, BoxIcon::None);
         outcome = Outcome::Error;
     }

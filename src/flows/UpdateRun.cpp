@@ -13,6 +13,7 @@
 #include "catalogue/RevisionList.h"
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
+#include "platform/LogCategories.h"
 #include "server/CFtpFileClient.h"
 
 #include <ctime>
@@ -36,6 +37,28 @@ void keepPermissions(const std::string& path, std::filesystem::perms mode)
 {
     std::error_code ec;
     std::filesystem::permissions(path, mode, std::filesystem::perm_options::replace, ec);
+}
+
+// Why a run ended as it did, for the diagnostic log.
+const char* outcomeText(UpdateRun::Outcome outcome)
+{
+    switch (outcome) {
+    case UpdateRun::Outcome::NoConnection: return "no logon to the server";
+    case UpdateRun::Outcome::NoProductDirectory: return "the server has no directory of the product";
+    case UpdateRun::Outcome::NoRevisionFile: return "the product directory holds no revision file";
+    case UpdateRun::Outcome::RevisionFileFailed: return "the revision file could not be fetched or read";
+    case UpdateRun::Outcome::NothingNew: return "nothing newer than the installed files";
+    case UpdateRun::Outcome::Transferred: return "transfer done";
+    case UpdateRun::Outcome::Stopped: return "stopped";
+    case UpdateRun::Outcome::Failed: break;
+    }
+    return "broken off";
+}
+
+void logEnd(const UpdateRun::Result& result)
+{
+    qCInfo(lcRun, "update run ended: %s; %lu files, %lu failed", outcomeText(result.outcome),
+           static_cast<unsigned long>(result.files), static_cast<unsigned long>(result.failedFiles));
 }
 
 UpdateRun::Result stoppedResult()
@@ -69,6 +92,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
     const std::string remoteRevisions = LocalPath(installDir, kRemoteRevisionFile);
     const std::string localRevisions = LocalPath(installDir, kLocalRevisionFile);
     Result result;
+    qCInfo(lcRun, "update run of %s in %s%s", productKey.c_str(), installDir.c_str(),
+           allFiles ? ", every file" : "");
 
     if (stopped())
         return stoppedResult();
@@ -88,6 +113,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
         if (stopped())
             return stoppedResult();
         result.outcome = Outcome::NoConnection;
+        logEnd(result);
         EndBlock(m_log, m_progress, kEndOfDownloadLine);
         return result;
     }
@@ -169,10 +195,12 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     // is runnable when it is a program.
                     keepPermissions(installed, mode ? *mode : static_cast<std::filesystem::perms>(
                                                                   NewFileMode(installed)));
+                    qCInfo(lcRun, "replaced %s", installed.c_str());
                     m_log.ReplaceLastLine("  ok!    " + name);
                     DeleteStagedFile(installed);
                     remote.m_aTransferred[i].assign(1, '1');
                 } else {
+                    qCWarning(lcRun, "%s did not arrive; the installed file stays", name.c_str());
                     m_log.ReplaceLastLine(" fail!    " + name);
                     ++result.failedFiles;
                 }
@@ -197,8 +225,10 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
     if (stopped()) {
         // Left off where it stood: no further line, nothing more on disk.
         result.outcome = Outcome::Stopped;
+        logEnd(result);
         return result;
     }
+    logEnd(result);
     client.Disconnect();
     EndBlock(m_log, m_progress, kEndOfDownloadLine);
     return result;

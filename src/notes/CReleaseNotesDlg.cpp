@@ -4,6 +4,8 @@
 #include "CWebBrowser.h"
 #include "ReportLastError.h"
 #include "platform/Box.h"
+#include "platform/InstallerProgram.h"
+#include "platform/LogCategories.h"
 #include "platform/ProcessLauncher.h"
 #include "resources/Strings.h"
 #include "ui_ReleaseNotesDlg.h"
@@ -18,7 +20,6 @@ namespace kau {
 namespace {
 
 constexpr auto kInstallAllWait = std::chrono::milliseconds(100);
-constexpr const char* kInstaller = "KorAutoInstall";
 
 const std::string kAttention = " Attention!!\n"
                                "----------------------------------------------------------\n"
@@ -144,7 +145,7 @@ void CReleaseNotesDlg::OnInstallNew()
 {
     if (!agreeToStop(" To install the new software release it is necessary\n"))
         return;
-    HandOff(std::string(kInstaller) + " " + m_strProductKey + " " + m_strInstallDir + "/" + m_strExeName);
+    HandOff(InstallerProgram() + " " + m_strProductKey + " " + m_strInstallDir + "/" + m_strExeName);
 }
 
 void CReleaseNotesDlg::OnInstallAll()
@@ -152,7 +153,7 @@ void CReleaseNotesDlg::OnInstallAll()
     if (!agreeToStop(" To install ALL files from KORVANE server it is necessary\n", "\n"))
         return;
     std::this_thread::sleep_for(kInstallAllWait);
-    HandOff(std::string(kInstaller) + " instcomplete " + m_strProductKey + " " + m_strInstallDir + "/"
+    HandOff(InstallerProgram() + " instcomplete " + m_strProductKey + " " + m_strInstallDir + "/"
             + m_strExeName);
 }
 
@@ -165,11 +166,12 @@ void CReleaseNotesDlg::OnRestoreOlder()
         return;
     if (!agreeToStop(" To install the old software release it is necessary\n"))
         return;
-    HandOff(std::string(kInstaller) + " REST=" + *revision + " " + m_strInstallDir + "/" + m_strExeName);
+    HandOff(InstallerProgram() + " REST=" + *revision + " " + m_strInstallDir + "/" + m_strExeName);
 }
 
 void CReleaseNotesDlg::HandOff(const std::string& commandLine)
 {
+    qCInfo(lcInstall, "starting %s", commandLine.c_str());
     if (!LaunchProgram(commandLine)) {
         // The host quits all the same; this line is the only trace of why
         // nothing was installed.

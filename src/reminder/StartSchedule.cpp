@@ -1,5 +1,6 @@
 #include "reminder/StartSchedule.h"
 
+#include "platform/LogCategories.h"
 #include "platform/Moment.h"
 #include "reminder/CRegistryAccess.h"
 #include "reminder/ReminderStore.h"
@@ -63,8 +64,10 @@ bool StartSchedule::RunStartSchedule(KeySource productKey, Check check)
                          {reminder::kLastUpdate, Moment::now().format()}});
         active = 1;
     }
-    if (active == 0)
+    if (active == 0) {
+        qCInfo(lcSchedule, "%s: reminder off (Active=0), no check", keyPath.c_str());
         return true;
+    }
 
     std::uint32_t checkMode = 0;
     reg.ReadDword(kHive, keyPath, reminder::kCheck, checkMode);
@@ -73,15 +76,21 @@ bool StartSchedule::RunStartSchedule(KeySource productKey, Check check)
         std::string last;
         reg.ReadDword(kHive, keyPath, reminder::kInterval, interval);
         reg.ReadString(kHive, keyPath, reminder::kLastUpdate, last);
-        if (!IsCheckDue(checkMode, interval, Moment::parse(last).days(), Moment::now().days()))
+        if (!IsCheckDue(checkMode, interval, Moment::parse(last).days(), Moment::now().days())) {
+            qCInfo(lcSchedule, "%s: no check due (Interval=%u days, LastUpdate=%s)",
+                   keyPath.c_str(), interval, last.c_str());
             return true;
+        }
     }
+    qCInfo(lcSchedule, "%s: check due (Check=%u)", keyPath.c_str(), checkMode);
 
     std::lock_guard control(m_control);
     {
         std::lock_guard lock(m_shared->mutex);
-        if (m_shared->running)
+        if (m_shared->running) {
+            qCInfo(lcSchedule, "a check runs already");
             return true;
+        }
         m_shared->running = true;
         m_shared->stopRequested = false;
     }

@@ -1,6 +1,7 @@
 #include "server/CFtpFileClient.h"
 
 #include "platform/Box.h"
+#include "platform/LogCategories.h"
 #include "platform/PartFile.h"
 #include "platform/ServerAccount.h"
 
@@ -320,8 +321,10 @@ bool CFtpFileClient::Connect(std::string server, std::string user, std::string p
     m_strDirectory.clear();
     curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf("").c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_NOBODY, 1L);
+    qCInfo(lcFtp, "logon to ftp://%s as %s", m_strServer.c_str(), m_strUser.c_str());
     const int code = perform();
     if (code != CURLE_OK) {
+        qCWarning(lcFtp, "logon to %s failed: %s", m_strServer.c_str(), lastError(code).c_str());
         const std::string text = std::string(kConnectFailed) + "ERROR!  " + lastError(code)
                                  + "\n" + "\n" + "FTP Server: <" + m_strServer + ">";
         showBox(text, BoxButtons::Ok, BoxIcon::None);
@@ -333,6 +336,7 @@ bool CFtpFileClient::Connect(std::string server, std::string user, std::string p
     curl_easy_getinfo(easy(m_pSession), CURLINFO_FTP_ENTRY_PATH, &entry);
     m_strEntryPath = entry ? entry : "";
     m_bConnected = true;
+    qCInfo(lcFtp, "logged on, start directory %s", m_strEntryPath.c_str());
     return true;
 }
 
@@ -385,9 +389,14 @@ bool CFtpFileClient::ChangeDirectory(std::string directory)
     resetRequest();
     curl_easy_setopt(easy(m_pSession), CURLOPT_URL, requestUrlOf(target).c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_NOBODY, 1L);
-    const bool changed = perform() == CURLE_OK;
+    const int code = perform();
+    const bool changed = code == CURLE_OK;
     if (changed)
         m_strDirectory = target;
+    if (changed)
+        qCInfo(lcFtp, "directory /%s", target.c_str());
+    else
+        qCWarning(lcFtp, "no directory /%s: %s", target.c_str(), lastError(code).c_str());
     m_strCurrentUrl = urlOf(m_strDirectory);
     return changed;
 }
@@ -430,6 +439,8 @@ bool CFtpFileClient::FindFile(std::string name)
         }
     }
     m_bFindActive = !m_aFound.empty();
+    qCInfo(lcFtp, "look for %s in /%s: %lu found", name.c_str(), m_strDirectory.c_str(),
+           static_cast<unsigned long>(m_aFound.size()));
     if (m_bFindActive)
         m_strLastFind = name;
     return m_bFindActive;
@@ -515,9 +526,15 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
     m_bDownloading = false;
     m_check = nullptr;
     m_fd = -1;
-    if (code != CURLE_OK || (check && !check->Complete()))
-        return false; // the part file goes; the target stays as it was
-    return part.Commit();
+    const bool refused = code == CURLE_OK && check && !check->Complete();
+    const bool done = code == CURLE_OK && !refused && part.Commit();
+    if (done)
+        qCInfo(lcFtp, "fetched %s into %s", remote.c_str(), localDirectory.c_str());
+    else
+        qCWarning(lcFtp, "fetching %s into %s failed: %s", remote.c_str(), localDirectory.c_str(),
+                  refused ? "its size or SHA-256 is not the listed one"
+                  : code == CURLE_OK ? "the file could not be put in place" : lastError(code).c_str());
+    return done; // the part file goes unless committed; the target stays as it was
 }
 
 bool CFtpFileClient::ReadFile(std::string remoteName, std::string& content, std::size_t maxBytes)
@@ -532,8 +549,10 @@ bool CFtpFileClient::ReadFile(std::string remoteName, std::string& content, std:
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToBoundedString);
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, &target);
     const int code = perform();
-    if (code != CURLE_OK)
+    if (code != CURLE_OK) {
         content.clear();
+        qCInfo(lcFtp, "reading %s failed: %s", remoteName.c_str(), lastError(code).c_str());
+    }
     return code == CURLE_OK;
 }
 
@@ -556,6 +575,10 @@ bool CFtpFileClient::UploadFile(std::string localPath)
     const int code = perform();
     ::close(m_fd);
     m_fd = -1;
+    if (code == CURLE_OK)
+        qCInfo(lcFtp, "sent %s to /%s", localPath.c_str(), m_strDirectory.c_str());
+    else
+        qCWarning(lcFtp, "sending %s failed: %s", localPath.c_str(), lastError(code).c_str());
     return code == CURLE_OK;
 }
 
