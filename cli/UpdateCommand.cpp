@@ -87,6 +87,8 @@ int runUpdate(const CommandLine& line, std::ostream& out, std::ostream& err)
         err << "korautoupdate: update stopped; files not yet fetched are offered again next time\n";
         return kExitInterrupted;
     }
+    if (!result.refusal.empty())
+        err << "korautoupdate: release refused: " << result.refusal << "\n";
     const int status = exitStatus(result);
     if (result.failedFiles > 0)
         err << "korautoupdate: " << result.failedFiles << " of " << result.files

@@ -10,6 +10,7 @@
 #include "platform/LogCategories.h"
 #include "resources/Strings.h"
 #include "server/CFtpFileClient.h"
+#include "trust/ReleaseTrust.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -43,6 +44,8 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
     qCInfo(lcCheck, "check of %s for %s", productKey.c_str(), installDir.c_str());
     bool failed = false;
     bool yes = false;
+    ReleaseTrust trust(productKey);
+    m_refusal.clear();
     Outcome outcome = Outcome::Silent;
     try {
         if (m_clientBusy || !m_client.Connect("", "", "")) {
@@ -50,7 +53,12 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
         } else {
             if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {
                 failed = true;
-            } else if (m_client.DownloadFile(kRemoteRevisions, installDir)) {
+            } else if (!trust.Load(m_client)) {
+                qCWarning(lcCheck, "release refused: %s", trust.reason().c_str());
+                m_refusal = trust.reason(); // an untrusted release: an unusable server
+                failed = true;
+            } else if (m_client.DownloadFile(kRemoteRevisions, installDir,
+                                             trust.CheckOf(kRemoteRevisions).get())) {
                 RemoteRevisionList remote;
                 const bool read = ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions);
                 if (!read)

@@ -15,6 +15,7 @@
 #include "platform/FileCopy.h"
 #include "platform/LogCategories.h"
 #include "server/CFtpFileClient.h"
+#include "trust/ReleaseTrust.h"
 
 #include <ctime>
 #include <filesystem>
@@ -137,13 +138,24 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             }
             if (stopped())
                 return;
+            // An untrusted release is no usable revision file either.
+            ReleaseTrust trust(productKey);
+            if (!trust.Load(client)) {
+                qCWarning(lcRun, "release refused: %s", trust.reason().c_str());
+                result.refusal = trust.reason();
+                result.outcome = Outcome::NoRevisionFile;
+                return;
+            }
+            if (stopped())
+                return;
 
             // This run's restore directory, with the local revision file as it
             // stands before the run.
             result.restoreDirectory = BeginRestoreDirectory(installDir, DateStamp());
 
             result.outcome = Outcome::RevisionFileFailed;
-            if (stopped() || !client.DownloadFile(kRemoteRevisionFile, installDir))
+            if (stopped() || !client.DownloadFile(kRemoteRevisionFile, installDir,
+                                                   trust.CheckOf(kRemoteRevisionFile).get()))
                 return;
             if (stopped() || !ReadRemoteRevisions(remote, remoteRevisions))
                 return;
@@ -187,7 +199,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 CreateParentDirectory(installed);
                 const std::optional<std::filesystem::perms> mode = permissionsOf(installed);
                 StageFile(installed);
-                const bool arrived = client.DownloadFile(name, installDir);
+                const bool arrived = client.DownloadFile(name, installDir, trust.CheckOf(name).get());
                 if (stopped())
                     return;
                 if (arrived) {

@@ -38,6 +38,7 @@ public:
         std::size_t failedFiles = 0;    // of those, the ones that did not arrive
         bool revisionsWritten = false;  // the local revision file was rewritten
         std::string restoreDirectory;   // this run's restore directory, if made
+        std::string refusal;            // why the release was not trusted (NoRevisionFile)
     };
 
     UpdateRun(RunLog& log, RunProgress& progress, std::stop_token stop = {});

@@ -98,9 +98,13 @@ PublishResult PublishRelease(const PublishRequest& request)
             }
         }
     }
+    // By name with "/" between directories, however the old list wrote it.
     std::map<std::string, std::string> previousVersions;
-    for (std::size_t i = 0; i < previous.m_aNames.size() && i < previous.m_aVersions.size(); ++i)
-        previousVersions[previous.m_aNames[i]] = previous.m_aVersions[i];
+    for (std::size_t i = 0; i < previous.m_aNames.size() && i < previous.m_aVersions.size(); ++i) {
+        std::string name = previous.m_aNames[i];
+        std::replace(name.begin(), name.end(), '\\', '/');
+        previousVersions[name] = previous.m_aVersions[i];
+    }
 
     // Every regular file of the release, by its name relative to the directory.
     std::vector<std::string> names;

@@ -7,7 +7,6 @@
 #include "trust/ListedFileCheck.h"
 
 #include <cstdlib>
-#include <iostream>
 
 namespace kau {
 namespace {
@@ -45,10 +44,7 @@ bool ReleaseTrust::Load(CFtpFileClient& client)
     std::optional<std::string> signature;
     if (!m_publicKey.empty() && manifest)
         signature = readFromServer(client, kSignatureFile, kSignatureLimit);
-    if (Judge(manifest, signature))
-        return true;
-    std::cerr << "KorAutoUpdate: release of " << m_productKey << " refused: " << m_reason << "\n";
-    return false;
+    return Judge(manifest, signature);
 }
 
 bool ReleaseTrust::Judge(const std::optional<std::string>& manifestText,

@@ -33,8 +33,7 @@ public:
     static std::string ConfiguredPublicKey();
 
     // In the product directory: reads the manifest and its signature from the
-    // server and judges them. False when the release must not be used; then
-    // the reason has been written to stderr as well.
+    // server and judges them. False when the release must not be used.
     bool Load(CFtpFileClient& client);
 
     // The judgement of Load on texts already read (nothing: not on the server).
