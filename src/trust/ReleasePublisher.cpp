@@ -98,12 +98,12 @@ PublishResult PublishRelease(const PublishRequest& request)
             }
         }
     }
-    // By name with "/" between directories, however the old list wrote it.
-    std::map<std::string, std::string> previousVersions;
+    // By name with "/" between directories: the old list's spelling and version.
+    std::map<std::string, std::pair<std::string, std::string>> previousEntries;
     for (std::size_t i = 0; i < previous.m_aNames.size() && i < previous.m_aVersions.size(); ++i) {
         std::string name = previous.m_aNames[i];
         std::replace(name.begin(), name.end(), '\\', '/');
-        previousVersions[name] = previous.m_aVersions[i];
+        previousEntries[name] = {previous.m_aNames[i], previous.m_aVersions[i]};
     }
 
     // Every regular file of the release, by its name relative to the directory.
@@ -126,17 +126,21 @@ PublishResult PublishRelease(const PublishRequest& request)
     manifest.sequence = before.manifest ? before.manifest->sequence + 1 : 1;
     std::string revisions;
     for (const std::string& name : names) {
+        // A file the old list named keeps its spelling there, so that an
+        // installation sees the same file.
+        const auto known = previousEntries.find(name);
+        const std::string listed = known != previousEntries.end() ? known->second.first : name;
         ManifestEntry entry;
-        if (!entryOf(dir / name, name, entry)) {
+        if (!entryOf(dir / name, listed, entry)) {
             result.error = (dir / name).string() + " can't be read";
             return result;
         }
         manifest.entries.push_back(entry);
         if (name == kNotesPage)
             continue; // the notes page is shown, not installed
-        const auto known = previousVersions.find(name);
-        const bool unchanged = known != previousVersions.end() && before.hashOf(name) == entry.sha256;
-        revisions += name + "; " + (unchanged ? known->second : request.version) + "\r\n";
+        const bool unchanged = known != previousEntries.end()
+                               && (before.hashOf(listed) == entry.sha256 || before.hashOf(name) == entry.sha256);
+        revisions += listed + "; " + (unchanged ? known->second.second : request.version) + "\r\n";
         ++result.files;
         if (!unchanged)
             ++result.changed;

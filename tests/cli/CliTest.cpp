@@ -438,7 +438,7 @@ TEST_F(Cli, KeygenAndPublishMakeASignedReleaseThatUpdateTrustsOnlyWithItsKey)
                        "--version", "3.10.02", "--key", key});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "release 1: 4 files, 3 at 3.10.02, signed\n");
-    EXPECT_THAT(server.read("Sampler/RelInfoRemote.rel"), HasSubstr("Plugins/Filter.dll; 2.00.07\r\n"));
+    EXPECT_THAT(server.read("Sampler/RelInfoRemote.rel"), HasSubstr("Plugins\\Filter.dll; 2.00.07\r\n"));
 
     r = sampler({"update", "--public-key", publicKey});
     EXPECT_EQ(r.status, 0) << r.err;

@@ -58,15 +58,21 @@ TEST(Publish, UnchangedFilesKeepTheirVersionChangedAndNewOnesGetTheNewOne)
 TEST(Publish, WithoutAPreviousManifestTheFilesBesideTheOldListTell)
 {
     TempDir root;
-    root.write("old/RelInfoRemote.rel", "a.txt; 0.90.00\r\nb.txt; 0.90.00\r\n");
+    // The old list writes a directory with "\\": the new one keeps that spelling.
+    root.write("old/RelInfoRemote.rel", "a.txt; 0.90.00\r\nb.txt; 0.90.00\r\nPlugins\\c.dll; 0.80.00\r\n");
     root.write("old/a.txt", "same");
     root.write("old/b.txt", "before");
+    root.write("old/Plugins/c.dll", "plugin");
     root.write("new/a.txt", "same");
     root.write("new/b.txt", "after");
+    root.write("new/Plugins/c.dll", "plugin");
     PublishResult result = PublishRelease({root / "new", root / "old/RelInfoRemote.rel", "1.00.00", ""});
     ASSERT_TRUE(result.ok) << result.error;
     EXPECT_EQ(result.sequence, 1u);
-    EXPECT_EQ(root.read("new/RelInfoRemote.rel"), "a.txt; 0.90.00\r\nb.txt; 1.00.00\r\n");
+    EXPECT_EQ(root.read("new/RelInfoRemote.rel"), "Plugins\\c.dll; 0.80.00\r\na.txt; 0.90.00\r\nb.txt; 1.00.00\r\n");
+    const std::optional<Manifest> manifest = Manifest::Parse(root.read("new/Release.manifest"));
+    ASSERT_TRUE(manifest);
+    EXPECT_NE(manifest->Find("Plugins\\c.dll"), nullptr);
 }
 
 TEST(Publish, RefusesWhatItCannotUse)
