@@ -18,22 +18,15 @@ REPS=${1:-20}
 FILES=${FILES:-1000}
 KEY=Bench
 
+. "$ROOT/bench/bench_server.sh"
 if [ -z "${DRIVER:-}" ]; then
-  cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKAU_BUILD_TESTS=OFF >/dev/null
-  ninja -C "$BUILD" update_check_bench >/dev/null
+  bench_build update_check_bench
   DRIVER=$BUILD/bench/update_check_bench
 fi
-
-WORK=$(mktemp -d /tmp/kau-check-bench.XXXXXX)
-SERVER_PID=
-cleanup() {
-  [ -n "$SERVER_PID" ] && kill "$SERVER_PID" 2>/dev/null || true
-  rm -rf "$WORK"
-}
-trap cleanup EXIT
+bench_workdir kau-check-bench
 
 # The product: FILES small files on the server, every even one newer there.
-mkdir -p "$WORK/root/$KEY" "$WORK/install" "$WORK/control"
+mkdir -p "$WORK/root/$KEY" "$WORK/install"
 /usr/bin/python3 - "$WORK" "$KEY" "$FILES" "${BARE:-0}" <<'PY'
 import os, sys
 work, key, n, bare = sys.argv[1], sys.argv[2], int(sys.argv[3]), sys.argv[4] == "1"
@@ -49,12 +42,7 @@ open(os.path.join(work, "root", key, "RelInfoRemote.rel"), "w", newline="").writ
 open(os.path.join(work, "install", "RelInfoLocal.rel"), "w", newline="").write("".join(local))
 PY
 
-mkfifo "$WORK/port.fifo"
-/usr/bin/python3 "$ROOT/tests/support/ftp_server.py" --root "$WORK/root" --port 0 \
-  --user bench --password bench --control "$WORK/control" > "$WORK/port.fifo" 2>/dev/null &
-SERVER_PID=$!
-read -r -t 20 WORD PORT < "$WORK/port.fifo"
-[ "$WORD" = PORT ] || { echo "the FTP server did not start" >&2; exit 1; }
+bench_start_server
 export KORAUTOUPDATE_FTP_SERVER=127.0.0.1:$PORT KORAUTOUPDATE_FTP_USER=bench \
        KORAUTOUPDATE_FTP_PASSWORD=bench
 

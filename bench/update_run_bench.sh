@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
 # Times the update run against a local FTP server (pyftpdlib) next to curl
-# fetching the same files over one connection in active mode, and reports
-# the run's peak memory.
+# fetching the same files over one connection in active mode, in alternating
+# pairs, and reports the medians, the median of the pairs' ratios and the
+# run's peak memory.
 #
-#   bench/update_run_bench.sh [repetitions]      (default 3; best time counts)
+#   bench/update_run_bench.sh [pairs]      (default 5)
 #
 # Cases: (a) 500 files of 16 KiB, (b) one file of 256 MiB. Builds what it
 # needs in build-bench/ (or $BUILD).
 set -euo pipefail
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
 BUILD=${BUILD:-$ROOT/build-bench}
-REPS=${1:-3}
+REPS=${1:-5}
 
 # DRIVER may name an already built driver; otherwise it is built here.
 if [ -z "${DRIVER:-}" ]; then
@@ -20,7 +21,7 @@ if [ -z "${DRIVER:-}" ]; then
   g++ -std=c++20 -O2 -I"$ROOT/src" "$ROOT/bench/update_run_bench.cpp" -o "$DRIVER" \
     "$BUILD/src/flows/libkau_flows.a" "$BUILD/src/server/libkau_server.a" \
     "$BUILD/src/catalogue/libkau_catalogue.a" "$BUILD/src/textfile/libkau_textfile.a" \
-    "$BUILD/src/platform/libkau_platform.a" -lcurl
+    "$BUILD/src/platform/libkau_platform.a" "$BUILD/src/textfile/libkau_textfile.a" -lcurl
 fi
 
 WORK=$(mktemp -d /tmp/kau-bench.XXXXXX)
@@ -79,7 +80,7 @@ curl_case() {
 
 run_case() {
   local key=$1 label=$2
-  local best_run=999999 best_curl=999999 peak=0
+  local runs=() curls=() ratios=() peak=0
   for rep in $(seq 1 "$REPS"); do
     rm -rf "$WORK/install" "$WORK/curl"
     mkdir -p "$WORK/install"
@@ -97,13 +98,18 @@ run_case() {
       "$WORK/root/$key/$(ls "$WORK/root/$key" | grep '\.bin$' | head -1)" || { echo "content differs"; exit 1; }
     local rss=${line##*peak_rss_kib=}
     [ "$rss" -gt "$peak" ] && peak=$rss
-    best_run=$(echo "if ($run_s < $best_run) $run_s else $best_run" | bc -l)
-    best_curl=$(echo "if ($curl_s < $best_curl) $curl_s else $best_curl" | bc -l)
-    printf '  %s rep %s: update run %.3f s (%s), curl %.3f s\n' "$label" "$rep" "$run_s" "$line" "$curl_s"
+    runs+=("$run_s")
+    curls+=("$curl_s")
+    ratios+=("$(echo "$run_s / $curl_s" | bc -l)")
+    printf '  %s pair %s: update run %.3f s (%s), curl %.3f s\n' "$label" "$rep" "$run_s" "$line" "$curl_s"
   done
-  printf '%s: update run %.3f s, curl %.3f s, ratio %.2f, peak RSS %s KiB\n' "$label" \
-    "$best_run" "$best_curl" "$(echo "$best_run / $best_curl" | bc -l)" "$peak"
+  printf '%s: median of %s alternating pairs: update run %.3f s, curl %.3f s, ratio %.2f (pairs %s..%s), peak RSS %s KiB\n' \
+    "$label" "$REPS" "$(median "${runs[@]}")" "$(median "${curls[@]}")" "$(median "${ratios[@]}")" \
+    "$(printf '%s\n' "${ratios[@]}" | sort -g | head -1 | xargs printf '%.2f')" \
+    "$(printf '%s\n' "${ratios[@]}" | sort -g | tail -1 | xargs printf '%.2f')" "$peak"
 }
+
+median() { printf '%s\n' "$@" | sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
 run_case Bench500 "(a) 500 x 16 KiB"
 run_case Bench256 "(b) 1 x 256 MiB"

@@ -229,7 +229,7 @@ std::string helpText(Command command)
                "of PATH (the program or its directory) and prints the answer. The question\n"
                "whether to see the update notes is answered by --yes or --no, else on the\n"
                "terminal, else no. Yes fetches LatestUpdate.html into the install directory\n"
-               "and prints it as text.\n"
+               "and prints it as text. The directory of PATH must exist.\n"
                "\n"
                "  --product KEY         the product's directory on the server\n"
                "  --app PATH            the installed program, or its directory\n"
@@ -237,15 +237,19 @@ std::string helpText(Command command)
                + server +
                "\n"
                "exit status: 0 up to date, 100 newer files on the server,\n"
-               "             1 the server was not usable, 2 bad usage\n";
+               "             1 the server was not usable,\n"
+               "             2 bad usage or no directory for --app\n";
     case Command::Update:
         return "usage: korautoupdate update --product KEY --app PATH [--all] [--yes|--no]\n"
                "                            [server options]\n"
                "\n"
                "Fetches the files that the server releases newer than the installation,\n"
                "keeps the old copies in a restore directory of the install directory and\n"
-               "records the new versions in RelInfoLocal.rel. The log goes to stdout, a\n"
-               "progress bar to stderr when that is a terminal. Ctrl-C stops the run.\n"
+               "records the new versions in RelInfoLocal.rel. The log goes to stdout, each\n"
+               "line as soon as it is final, a progress bar to stderr when that is a\n"
+               "terminal; a run that ends early or loses a file says why on stderr.\n"
+               "Ctrl-C, SIGTERM and SIGHUP stop the run; a file is then either in place or\n"
+               "left as it was. The directory of PATH must exist.\n"
                "\n"
                "  --product KEY         the product's directory on the server\n"
                "  --app PATH            the installed program, or its directory\n"
@@ -255,21 +259,23 @@ std::string helpText(Command command)
                "\n"
                "exit status: 0 every transfer succeeded or nothing was new,\n"
                "             1 the server was not usable or a file failed,\n"
-               "             2 bad usage, 130 stopped by Ctrl-C\n";
+               "             2 bad usage or no directory for --app,\n"
+               "             130 stopped by Ctrl-C, SIGTERM or SIGHUP\n";
     case Command::Restore:
         return "usage: korautoupdate restore --app PATH STAMP [--yes|--no]\n"
                "\n"
                "Goes back to the state before the update that made the restore directory\n"
                "STAMP (see 'korautoupdate restores'): plays the restore directories back,\n"
                "from the newest down to STAMP, over the installed files and RelInfoLocal.rel.\n"
-               "The restore directories stay as they are. The log goes to stdout, a\n"
-               "progress bar to stderr when that is a terminal. Ctrl-C stops the run.\n"
+               "The restore directories stay as they are. The log goes to stdout, each\n"
+               "line as soon as it is final, a progress bar to stderr when that is a\n"
+               "terminal. Ctrl-C, SIGTERM and SIGHUP stop the run.\n"
                "\n"
                "  --app PATH            the installed program, or its directory\n"
                "  --yes                 start the program at the end (default: --no)\n"
                "\n"
                "exit status: 0 every file restored, 1 no such restore directory or a file\n"
-               "             failed, 2 bad usage, 130 stopped by Ctrl-C\n";
+               "             failed, 2 bad usage, 130 stopped by Ctrl-C, SIGTERM or SIGHUP\n";
     case Command::Restores:
         return "usage: korautoupdate restores --app PATH [--files STAMP]\n"
                "\n"

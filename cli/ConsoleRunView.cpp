@@ -18,24 +18,46 @@ ConsoleRunView::ConsoleRunView(std::ostream& out, std::ostream& err, bool bar)
 void ConsoleRunView::AddLine(const std::string& line)
 {
     std::lock_guard lock(m_mutex);
-    addLocked(line);
+    addLocked(line, false);
+}
+
+void ConsoleRunView::AddPendingLine(const std::string& line)
+{
+    std::lock_guard lock(m_mutex);
+    addLocked(line, true);
 }
 
 void ConsoleRunView::ReplaceLastLine(const std::string& line)
 {
     std::lock_guard lock(m_mutex);
+    // The outcome of the held line takes its place; a line already printed
+    // stays, and its replacement follows it.
     m_held.reset();
-    addLocked(line);
+    addLocked(line, false);
 }
 
-void ConsoleRunView::addLocked(const std::string& line)
+void ConsoleRunView::addLocked(const std::string& line, bool pending)
 {
-    if (m_held) {
+    // Nothing from the server reaches the terminal raw.
+    const std::string shown = EscapeControls(line);
+    printHeld();
+    m_status = shown;
+    if (pending) {
+        m_held = shown;
+    } else {
         clearBar();
-        m_out << *m_held << '\n' << std::flush;
+        m_out << shown << '\n' << std::flush;
     }
-    m_held = EscapeControls(line); // nothing from the server reaches the terminal raw
     drawBar();
+}
+
+void ConsoleRunView::printHeld()
+{
+    if (!m_held)
+        return;
+    clearBar();
+    m_out << *m_held << '\n' << std::flush;
+    m_held.reset();
 }
 
 void ConsoleRunView::SetRange(int lower, int upper)
@@ -56,21 +78,15 @@ void ConsoleRunView::SetPosition(int position)
 void ConsoleRunView::flushHeld()
 {
     std::lock_guard lock(m_mutex);
-    if (!m_held)
-        return;
-    clearBar();
-    m_out << *m_held << '\n' << std::flush;
-    m_held.reset();
+    printHeld();
     drawBar();
 }
 
 void ConsoleRunView::finish()
 {
     std::lock_guard lock(m_mutex);
+    printHeld();
     clearBar();
-    if (m_held)
-        m_out << *m_held << '\n';
-    m_held.reset();
     m_out << std::flush;
 }
 
@@ -89,7 +105,7 @@ void ConsoleRunView::drawBar()
     // A position above the range shows as the top of the range.
     const int done = std::clamp(m_position - m_lower, 0, span);
     const int filled = done * kBarWidth / span;
-    std::string status = m_held.value_or("");
+    std::string status = m_status;
     status.erase(0, status.find_first_not_of(' '));
     if (status.size() > kStatusWidth)
         status = status.substr(0, kStatusWidth - 3) + "...";

@@ -1,10 +1,10 @@
 #pragma once
 // The console's view of a run: the log as it stands at the end of the run,
-// one line at a time on stdout, and a progress bar on stderr for terminals.
+// one line at a time on stdout, each printed and flushed as soon as it is
+// final, and a progress bar on stderr for terminals.
 //
-// The run may take its latest line back (a transfer line is replaced by its
-// outcome), so the newest line is held back until the next one comes; the
-// bar shows it meanwhile.
+// The line of a file in transfer is replaced by its outcome, so it is held
+// back until then (or until the next line comes); the bar shows it meanwhile.
 #include "flows/RunLog.h"
 #include "flows/RunProgress.h"
 
@@ -21,6 +21,7 @@ public:
     ConsoleRunView(std::ostream& out, std::ostream& err, bool bar);
 
     void AddLine(const std::string& line) override;
+    void AddPendingLine(const std::string& line) override;
     void ReplaceLastLine(const std::string& line) override;
     void ScrollToEnd() override {}
     void SetRange(int lower, int upper) override;
@@ -32,7 +33,8 @@ public:
     void finish();
 
 private:
-    void addLocked(const std::string& line);
+    void addLocked(const std::string& line, bool pending);
+    void printHeld();
     void clearBar();
     void drawBar();
 
@@ -40,7 +42,8 @@ private:
     std::ostream& m_err;
     bool m_bar;
     std::mutex m_mutex;
-    std::optional<std::string> m_held;
+    std::optional<std::string> m_held; // a pending line not yet printed
+    std::string m_status;              // the newest line, for the bar
     int m_lower = 0;
     int m_upper = 100;
     int m_position = 0;

@@ -1,6 +1,7 @@
 #pragma once
-// Turns Ctrl-C (SIGINT) and SIGTERM into a call on an ordinary thread, so
-// that a run can be stopped cooperatively instead of being killed halfway.
+// Turns Ctrl-C (SIGINT), SIGTERM and SIGHUP (the terminal closed) into a call
+// on an ordinary thread, so that a run can be stopped cooperatively instead of
+// being killed halfway.
 #include <atomic>
 #include <functional>
 #include <thread>
@@ -11,7 +12,7 @@ namespace kau::cli {
 
 class InterruptWatcher {
 public:
-    // Blocks SIGINT and SIGTERM in the calling thread (and so in every thread
+    // Blocks SIGINT, SIGTERM and SIGHUP in the calling thread (and so in every thread
     // it starts afterwards) and waits for them on a thread of its own, which
     // calls onInterrupt once, at the first of them. Construct it before any
     // other thread is started.

@@ -87,12 +87,14 @@ int runUpdate(const CommandLine& line, std::ostream& out, std::ostream& err)
         err << "korautoupdate: update stopped; files not yet fetched are offered again next time\n";
         return kExitInterrupted;
     }
-    if (!result.refusal.empty())
-        err << "korautoupdate: release refused: " << result.refusal << "\n";
     const int status = exitStatus(result);
     if (result.failedFiles > 0)
         err << "korautoupdate: " << result.failedFiles << " of " << result.files
             << " files did not arrive\n";
+    // The log says where the run ended; this line says why. A failed logon
+    // has told it in its box already.
+    if (!result.reason.empty() && result.outcome != UpdateRun::Outcome::NoConnection)
+        err << "korautoupdate: " << result.reason << "\n";
     AskToStartProgram(app.installDir, app.exeName);
     return status;
 }

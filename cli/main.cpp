@@ -11,11 +11,14 @@
 #include "KeygenCommand.h"
 #include "PublishCommand.h"
 #include "UpdateCommand.h"
+#include "flows/ApplicationPath.h"
 
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <unistd.h>
@@ -34,6 +37,21 @@ void applyServerOptions(const kau::cli::CommandLine& line)
         ::setenv("KORAUTOUPDATE_FTP_PASSWORD", line.password->c_str(), 1);
     if (line.publicKey)
         ::setenv("KORAUTOUPDATE_PUBLIC_KEY", line.publicKey->c_str(), 1);
+}
+
+// check and update write into the install directory; a path whose directory
+// does not exist is most likely a typo, which would install into a new place.
+// The other commands only read there and report what they don't find.
+std::string missingInstallDirectory(const kau::cli::CommandLine& line)
+{
+    using kau::cli::Command;
+    if (line.command != Command::Check && line.command != Command::Update)
+        return {};
+    const kau::ApplicationPath app = line.command == Command::Check
+                                         ? kau::ApplicationPath::reminder(line.applicationPath)
+                                         : kau::ApplicationPath::plain(line.applicationPath);
+    std::error_code ec;
+    return std::filesystem::is_directory(app.installDir, ec) ? std::string() : app.installDir;
 }
 
 } // namespace
@@ -56,6 +74,11 @@ int main(int argc, char** argv)
     if (line.help) {
         std::cout << helpText(line.command);
         return kExitOk;
+    }
+    if (const std::string missing = missingInstallDirectory(line); !missing.empty()) {
+        std::cerr << "korautoupdate: --app " << line.applicationPath << ": the directory " << missing
+                  << " does not exist\n";
+        return kExitUsage;
     }
     applyServerOptions(line);
 

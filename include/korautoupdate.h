@@ -16,8 +16,9 @@
  * applicationPath: the application's program path, or its directory. A text
  *   containing ".exe", or naming no existing directory and not ending in "/",
  *   is a program path: its directory is the install directory and the rest
- *   the program name. Otherwise it is the install directory itself. An empty
- *   install directory means the current directory.
+ *   the program name ("/Tool.exe" lies in "/"). Otherwise it is the install
+ *   directory itself. Only an empty install directory means the current
+ *   directory.
  *
  * The installer: where the release notes hand over to KorAutoInstall, the
  * library starts the one installed with it, found from the library's own
@@ -78,8 +79,11 @@ KAU_API bool UpdateStartSchedule(const char* productKey, const char* application
  * Runs the update (normally inside the installer KorAutoInstall, after the
  * application has ended): fetches every new file (every file when allFiles),
  * keeps the old copies in a restore directory, rewrites the local revision
- * file, then offers to start the program. Blocks in a modal dialog until the
- * user closes it. Result: always true.
+ * file, then offers to start the program. Each file arrives under a hidden
+ * name first; only once it is complete is the old copy kept and the new file
+ * put in place, so "abort and exit" leaves every installed file either old or
+ * new, and nothing on disk changes once the dialog has closed. Blocks in a
+ * modal dialog until the user closes it. Result: always true.
  */
 KAU_API bool UpdateFiles(const char* productKey, const char* applicationPath, bool allFiles);
 

@@ -1,7 +1,7 @@
 #include "catalogue/LocalRevisionUpdate.h"
 
 #include "catalogue/ReleaseComparison.h"
-#include "catalogue/TextLines.h"
+#include "textfile/CTextFile.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -102,7 +102,7 @@ bool UpdateLocalRevisions(LocalRevisionList& local, const RemoteRevisionList& re
         bool createFailed = false;
         const int err = WriteRevisionFile(local, path, createFailed);
         if (err != 0 && createFailed)
-            ShowOpenError(err);
+            CTextFile::ReportOpenFailure(err);
         return err == 0;
     } catch (...) {
         return false;

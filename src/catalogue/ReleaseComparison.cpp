@@ -1,12 +1,34 @@
 #include "catalogue/ReleaseComparison.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 namespace kau {
+namespace {
 
-ReleaseNumbers SplitVersion(const std::string& version)
+// The leading number of text as atoi reads it (blanks, a sign, digits), but
+// a value beyond the 32-bit range stops at its largest or smallest value
+// instead of wrapping.
+int leadingNumber(const char* text)
+{
+    while (*text == ' ' || (*text >= '\t' && *text <= '\r'))
+        ++text;
+    const bool negative = *text == '-';
+    if (*text == '-' || *text == '+')
+        ++text;
+    const std::int64_t limit = negative ? -static_cast<std::int64_t>(INT_MIN) : INT_MAX;
+    std::int64_t value = 0;
+    for (; *text >= '0' && *text <= '9'; ++text)
+        value = std::min(value * 10 + (*text - '0'), limit);
+    return static_cast<int>(negative ? -value : value);
+}
+
+} // namespace
+
+ReleaseNumbers SplitVersion(std::string_view version)
 {
     // Usual versions fit the stack buffer; longer texts take the heap.
     char local[64];
@@ -17,17 +39,17 @@ ReleaseNumbers SplitVersion(const std::string& version)
         std::memcpy(local, version.data(), version.size());
         std::memcpy(local + version.size(), "00000000", 9);
     } else {
-        heap = version + "00000000";
+        heap.assign(version).append("00000000");
         padded = heap.c_str();
     }
     ReleaseNumbers numbers;
-    numbers.major = std::atoi(padded);
+    numbers.major = leadingNumber(padded);
     const std::size_t offset = numbers.major > 9 ? 3 : 2;
     numbers.minor = offset < size ? std::atof(padded + offset) : 0.0;
     return numbers;
 }
 
-bool IsNewerRelease(const std::string& remoteVersion, const std::string& localVersion)
+bool IsNewerRelease(std::string_view remoteVersion, std::string_view localVersion)
 {
     const ReleaseNumbers remote = SplitVersion(remoteVersion);
     const ReleaseNumbers local = SplitVersion(localVersion);
@@ -43,17 +65,18 @@ inline unsigned char lowerByte(unsigned char c)
     return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
 }
 
-std::uint64_t lowerHash(const std::string& name)
+std::uint32_t lowerHash(std::string_view name)
 {
     std::uint64_t hash = 1469598103934665603ull;  // FNV-1a
     for (const char c : name) {
         hash ^= lowerByte(static_cast<unsigned char>(c));
         hash *= 1099511628211ull;
     }
-    return hash ^ (hash >> 29);
+    hash ^= hash >> 29;
+    return static_cast<std::uint32_t>(hash ^ (hash >> 32));
 }
 
-bool equalIgnoringCase(const std::string& a, const std::string& b)
+bool equalIgnoringCase(std::string_view a, std::string_view b)
 {
     if (a.size() != b.size())
         return false;
@@ -75,7 +98,7 @@ NameIndex::NameIndex(const std::vector<std::string>& names) : m_names(names)
         add(static_cast<long>(j));
 }
 
-std::size_t NameIndex::slotOf(const std::string& name, std::uint64_t hash) const
+std::size_t NameIndex::slotOf(std::string_view name, std::uint32_t hash) const
 {
     const std::size_t mask = m_slots.size() - 1;
     for (std::size_t at = static_cast<std::size_t>(hash) & mask;; at = (at + 1) & mask) {
@@ -87,7 +110,7 @@ std::size_t NameIndex::slotOf(const std::string& name, std::uint64_t hash) const
     }
 }
 
-long NameIndex::find(const std::string& name) const
+long NameIndex::find(std::string_view name) const
 {
     return m_slots[slotOf(name, lowerHash(name))].index;
 }
@@ -97,12 +120,12 @@ void NameIndex::add(long index)
     if ((m_used + 1) * 2 > m_slots.size())
         grow();
     const std::string& name = m_names[static_cast<std::size_t>(index)];
-    const std::uint64_t hash = lowerHash(name);
+    const std::uint32_t hash = lowerHash(name);
     Slot& slot = m_slots[slotOf(name, hash)];
     if (slot.index >= 0)
         return;  // the first occurrence stays
     slot.hash = hash;
-    slot.index = index;
+    slot.index = static_cast<std::int32_t>(index);
     ++m_used;
 }
 
@@ -121,6 +144,13 @@ void NameIndex::grow()
     }
 }
 
+bool IsNewEntry(const NameIndex& index, const LocalRevisionList& local, std::string_view name,
+                std::string_view version)
+{
+    const long j = index.find(name);
+    return j < 0 || IsNewerRelease(version, local.m_aVersions[static_cast<std::size_t>(j)]);
+}
+
 bool CompareReleases(const LocalRevisionList& local, RemoteRevisionList& remote, bool bInstallAll)
 {
     if (bInstallAll)
@@ -131,9 +161,7 @@ bool CompareReleases(const LocalRevisionList& local, RemoteRevisionList& remote,
     std::size_t kept = 0;
     const std::size_t count = std::min(remote.m_aNames.size(), remote.m_aVersions.size());
     for (std::size_t i = 0; i < count; ++i) {
-        const long j = index.find(remote.m_aNames[i]);
-        const bool isNew = j < 0 || IsNewerRelease(remote.m_aVersions[i], local.m_aVersions[static_cast<std::size_t>(j)]);
-        if (!isNew)
+        if (!IsNewEntry(index, local, remote.m_aNames[i], remote.m_aVersions[i]))
             continue;
         if (kept != i) {
             remote.m_aNames[kept] = std::move(remote.m_aNames[i]);

@@ -2,23 +2,21 @@
 
 #include "catalogue/RevisionFile.h"
 #include "catalogue/StagedFiles.h"
-#include "catalogue/TextLines.h"
 #include "platform/FileCopy.h"
+#include "textfile/CTextFile.h"
+#include "platform/FixedNames.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace kau {
 namespace {
 
-constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
+constexpr const char* kLocalRevisions = kLocalRevisionFile;
 
 // Names of the entries of a directory, ascending; directories (never a
 // symbolic link to one: only what lies inside is read) or files.
@@ -39,36 +37,6 @@ std::vector<std::string> entriesOf(const std::string& directory, bool wantDirect
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-// Opens the restore directory's revision file as the writing side would
-// (never through a symbolic link, which may lead out of the installation):
-// created if missing, never truncated, a last line without CR LF completed.
-// Returns its lines; false (after the box) if it can't be opened.
-bool openRevisionCopy(const std::string& path, std::vector<std::string>& lines)
-{
-    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        ShowOpenError(errno);
-        return false;
-    }
-    std::string bytes;
-    char buffer[1 << 16];
-    for (;;) {
-        const ssize_t got = ::read(fd, buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        bytes.append(buffer, static_cast<std::size_t>(got));
-    }
-    if (!bytes.empty() && (bytes.size() < 2 || bytes.compare(bytes.size() - 2, 2, "\r\n") != 0)) {
-        if (::write(fd, "\r\n", 2) == 2)
-            bytes += "\r\n";
-    }
-    ::close(fd);
-    SplitTextLines(bytes, lines);
-    return true;
 }
 
 } // namespace
@@ -133,21 +101,30 @@ bool ListRestoreDirectoryFiles(std::string directory, LocalRevisionList& files)
         files.m_aVersions.emplace_back("-");
         found = true;
     }
-    std::vector<std::string> lines;
-    if (!openRevisionCopy(directory + "/" + kLocalRevisions, lines))
+    // Opened as the writing side opens it: created if missing, never
+    // truncated, a last line without CR LF completed; but never through a
+    // symbolic link, which may lead out of the installation.
+    const std::string path = directory + "/" + kLocalRevisions;
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode)) {
+        CTextFile::ReportOpenFailure(ELOOP);
         return found;
-    for (const std::string& line : lines) {
-        const std::string name = TrimField(GetField(1, line, ";"));
+    }
+    CTextFile revisions;
+    if (!revisions.OpenForWrite(path, false, false))
+        return found;
+    revisions.ScanLines([&](std::string_view line) {
+        const std::string_view name = TrimmedView(FieldOf(1, line, ';'));
         for (std::size_t i = 0; i < files.m_aNames.size(); ++i) {
             if (files.m_aNames[i] != name)
                 continue;
-            const std::string version = TrimField(GetField(2, line, ";"));
+            const std::string_view version = TrimmedView(FieldOf(2, line, ';'));
             if (!version.empty()) {
                 files.m_aVersions[i] = version;
                 found = true;
             }
         }
-    }
+    });
     return found;
 }
 

@@ -1,5 +1,7 @@
 #include "catalogue/StagedFiles.h"
 
+#include "platform/FixedNames.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -28,6 +30,8 @@ std::string LocalPath(const std::string& installDir, const std::string& name)
 {
     std::string local = name;
     std::replace(local.begin(), local.end(), '\\', '/');
+    if (!installDir.empty() && installDir.back() == '/')
+        return installDir + local; // the root directory
     return installDir + "/" + local;
 }
 
@@ -35,8 +39,8 @@ std::string StagedName(const std::string& path)
 {
     const std::size_t at = lastSeparator(path);
     if (at == std::string::npos)
-        return "upd_" + path;
-    return path.substr(0, at) + "/upd_" + path.substr(at + 1);
+        return kStagedPrefix + path;
+    return path.substr(0, at) + "/" + kStagedPrefix + path.substr(at + 1);
 }
 
 bool StageFile(const std::string& path)
@@ -47,6 +51,14 @@ bool StageFile(const std::string& path)
     if (present(path))
         return std::rename(path.c_str(), staged.c_str()) == 0;
     return true;
+}
+
+bool UnstageFile(const std::string& path)
+{
+    const std::string staged = StagedName(path);
+    if (present(path) || !present(staged))
+        return false;
+    return std::rename(staged.c_str(), path.c_str()) == 0;
 }
 
 bool DeleteStagedFile(const std::string& path)

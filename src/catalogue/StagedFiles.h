@@ -15,6 +15,11 @@ std::string StagedName(const std::string& path);
 // file. A missing file is nothing to stage: true. False if the rename failed.
 bool StageFile(const std::string& path);
 
+// Puts the staged file of path back under its own name, when nothing stands
+// there. True if it is back; false if there was nothing to put back or the
+// rename failed.
+bool UnstageFile(const std::string& path);
+
 // Deletes the staged file of path, if any. True unless something threw.
 bool DeleteStagedFile(const std::string& path);
 

@@ -28,7 +28,8 @@ ApplicationPath splitProgram(const std::string& path)
     if (slash == std::string::npos) {
         result.exeName = path;
     } else {
-        result.installDir = path.substr(0, slash);
+        // A program in the root directory lies in "/", not in the empty directory.
+        result.installDir = slash == 0 ? std::string("/") : path.substr(0, slash);
         result.exeName = path.substr(slash + 1);
     }
     return result;
@@ -45,7 +46,7 @@ ApplicationPath byRule(const std::string& path, bool exeFound)
 {
     if (exeFound)
         return finish(splitProgram(path));
-    if (!path.empty() && path.back() == '/')
+    if (path.size() > 1 && path.back() == '/')
         return finish({path.substr(0, path.size() - 1), {}});
     std::error_code ec;
     if (path.empty() || std::filesystem::is_directory(path, ec))

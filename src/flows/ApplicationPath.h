@@ -6,7 +6,7 @@
 namespace kau {
 
 struct ApplicationPath {
-    std::string installDir; // no trailing separator; the current directory if empty
+    std::string installDir; // no trailing separator but the root "/"; the current directory if empty
     std::string exeName;    // may be empty: then there is nothing to start
 
     // Update run: ".exe" (with case) or a name that is not a directory is a program.

@@ -55,7 +55,7 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
             const std::string target = installDir + "/" + files.m_aNames[i];
             if (stopped())
                 return result;
-            m_log.AddLine(" restore -> " + source);
+            m_log.AddPendingLine(" restore -> " + source);
             m_log.ScrollToEnd();
             m_progress.SetPosition(static_cast<int>(i) + 1);
             if (stopped())

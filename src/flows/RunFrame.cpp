@@ -3,13 +3,14 @@
 #include "RunLog.h"
 #include "RunProgress.h"
 #include "platform/Box.h"
+#include "platform/FixedNames.h"
 #include "platform/ProcessLauncher.h"
 
 namespace kau {
 
 std::string EndQuestion(const std::string& exeName)
 {
-    return " End of software update!\n" + std::string(58, '-') + "\n"
+    return std::string(" End of software update!\n") + kDashLine + "\n"
            + "\n"
              " Do you want to start the new released programm ?\n"
              "\n"

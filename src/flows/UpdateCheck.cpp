@@ -8,6 +8,8 @@
 #include "catalogue/RevisionList.h"
 #include "platform/Box.h"
 #include "platform/LogCategories.h"
+#include "platform/FixedNames.h"
+#include "platform/PartFile.h"
 #include "resources/Strings.h"
 #include "server/CFtpFileClient.h"
 #include "trust/ReleaseTrust.h"
@@ -19,10 +21,7 @@
 namespace kau {
 namespace {
 
-const std::string kDashes(58, '-');
 constexpr std::size_t kListedFiles = 10;
-constexpr const char* kRemoteRevisions = "RelInfoRemote.rel";
-constexpr const char* kLocalRevisions = "RelInfoLocal.rel";
 constexpr const char* kNoConnection =
     "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!";
 
@@ -51,29 +50,41 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
         if (m_clientBusy || !m_client.Connect("", "", "")) {
             failed = true;
         } else {
-            if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisions)) {
+            if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisionFile)) {
                 failed = true;
             } else if (!trust.Load(m_client)) {
                 qCWarning(lcCheck, "release refused: %s", trust.reason().c_str());
                 m_refusal = trust.reason(); // an untrusted release: an unusable server
                 failed = true;
-            } else if (m_client.DownloadFile(kRemoteRevisions, installDir,
-                                             trust.CheckOf(kRemoteRevisions).get())) {
-                RemoteRevisionList remote;
-                const bool read = ReadRemoteRevisions(remote, installDir + "/" + kRemoteRevisions);
+            } else if (m_client.DownloadFile(kRemoteRevisionFile, installDir, {},
+                                             trust.CheckOf(kRemoteRevisionFile).get())) {
+                // The remote list is judged line by line against the local
+                // one and not kept: the message needs only its first new
+                // entries, and one more to know there are more. A name the
+                // run would refuse is not offered.
+                LocalRevisionList local;
+                ReadLocalRevisions(local, installDir + "/" + kLocalRevisionFile);
+                const NameIndex index(local.m_aNames);
+                bool newFiles = false;
+                std::vector<std::string> names, versions;
+                const auto judge = [&](std::string_view name, std::string_view version) {
+                    if (names.size() > kListedFiles || !IsNewEntry(index, local, name, version)
+                        || !IsSafeInstallName(installDir, std::string(name)))
+                        return;
+                    newFiles = true;
+                    if (names.size() <= kListedFiles) {
+                        names.emplace_back(name);
+                        versions.emplace_back(version);
+                    }
+                };
+                const bool read = VisitRevisions(installDir + "/" + kRemoteRevisionFile, judge);
                 if (!read)
                     qCWarning(lcCheck, "the server's revision file could not be read");
                 if (read) {
-                    LocalRevisionList local;
-                    ReadLocalRevisions(local, installDir + "/" + kLocalRevisions);
-                    // A name the run would refuse is not offered.
-                    const bool newFiles = CompareReleases(local, remote, false)
-                                          && KeepSafeNames(installDir, remote);
                     outcome = newFiles ? Outcome::NewFiles : Outcome::UpToDate;
                     qCInfo(lcCheck, newFiles ? "newer files on the server" : "up to date");
                     if (newFiles || !bQuietIfCurrent) {
-                        const std::string text =
-                            composeMessage(newFiles, remote.m_aNames, remote.m_aVersions);
+                        const std::string text = composeMessage(newFiles, names, versions);
                         yes = showBox(text, BoxButtons::YesNo, BoxIcon::Question)
                               == BoxAnswer::Yes;
                     }
@@ -104,7 +115,8 @@ bool UpdateCheck::SweepStagedFiles(const std::string& directory)
     for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
          it.increment(ec)) {
         const std::string name = it->path().filename().string();
-        if (name.rfind("upd_", 0) != 0)
+        // Put aside by an update run, or a download that a killed run left unfinished.
+        if (name.rfind(kStagedPrefix, 0) != 0 && !PartFile::IsPartFileName(name))
             continue;
         std::error_code removeError;
         if (!it->is_directory(removeError))
@@ -118,7 +130,7 @@ std::string UpdateCheck::composeMessage(bool newFiles, const std::vector<std::st
 {
     std::string text = " Message from: <KorAutoUpdate>-Tool  V ";
     text += strings::kToolVersion;
-    text += "\n" + kDashes + "\n\n";
+    text += std::string("\n") + kDashLine + "\n\n";
     if (newFiles) {
         text += " There are some newer files on the server:\n\n";
         const std::size_t listed = std::min({names.size(), versions.size(), kListedFiles});
@@ -129,7 +141,7 @@ std::string UpdateCheck::composeMessage(bool newFiles, const std::vector<std::st
     } else {
         text += " Your programm is working with the latest version!\n\n";
     }
-    text += "\n" + kDashes + "\n\n";
+    text += std::string("\n") + kDashLine + "\n\n";
     text += " Click <yes> to see the KORVANE update notes \n";
     text += " and to start the installation procedure ...";
     return text;

@@ -34,7 +34,9 @@ public:
     // Why the last run did not trust the server's release; empty when it did.
     const std::string& refusal() const { return m_refusal; }
 
-    // Removes every "upd_" file directly in directory; always true.
+    // Removes every file directly in directory that a run left behind: the
+    // staged ("upd_") files and unfinished downloads (".NAME.part-XXXXXX").
+    // Directories stay. Always true.
     static bool SweepStagedFiles(const std::string& directory);
 
     // The text of the box for the remote entries that stayed new (none: up to date).

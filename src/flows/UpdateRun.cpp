@@ -62,6 +62,13 @@ void logEnd(const UpdateRun::Result& result)
            static_cast<unsigned long>(result.files), static_cast<unsigned long>(result.failedFiles));
 }
 
+// what, and the client's account of why, if it has one.
+std::string withCause(const std::string& what, const CFtpFileClient& client)
+{
+    const std::string cause = client.FailureReason();
+    return cause.empty() ? what : what + ": " + cause;
+}
+
 UpdateRun::Result stoppedResult()
 {
     UpdateRun::Result result;
@@ -127,6 +134,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 return;
             if (!client.ChangeDirectory(productKey)) {
                 result.outcome = Outcome::NoProductDirectory;
+                result.reason = withCause("no product directory \"" + productKey + "\" on the server", client);
                 return;
             }
             m_log.AddLine("... check remote revision file");
@@ -134,6 +142,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 return;
             if (!client.FindFile(kRemoteRevisionFile)) {
                 result.outcome = Outcome::NoRevisionFile;
+                result.reason = withCause(std::string("no ") + kRemoteRevisionFile + " in \"" + productKey
+                                              + "\" on the server", client);
                 return;
             }
             if (stopped())
@@ -142,7 +152,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             ReleaseTrust trust(productKey);
             if (!trust.Load(client)) {
                 qCWarning(lcRun, "release refused: %s", trust.reason().c_str());
-                result.refusal = trust.reason();
+                result.reason = "release refused: " + trust.reason();
                 result.outcome = Outcome::NoRevisionFile;
                 return;
             }
@@ -154,11 +164,19 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             result.restoreDirectory = BeginRestoreDirectory(installDir, DateStamp());
 
             result.outcome = Outcome::RevisionFileFailed;
-            if (stopped() || !client.DownloadFile(kRemoteRevisionFile, installDir,
-                                                   trust.CheckOf(kRemoteRevisionFile).get()))
+            if (stopped())
                 return;
-            if (stopped() || !ReadRemoteRevisions(remote, remoteRevisions))
+            if (!client.DownloadFile(kRemoteRevisionFile, installDir, {},
+                                     trust.CheckOf(kRemoteRevisionFile).get())) {
+                result.reason = withCause(std::string(kRemoteRevisionFile) + " did not arrive", client);
                 return;
+            }
+            if (stopped())
+                return;
+            if (!ReadRemoteRevisions(remote, remoteRevisions)) {
+                result.reason = remoteRevisions + " could not be read";
+                return;
+            }
 
             m_log.AddLine("... check local revision file");
             if (stopped())
@@ -190,31 +208,47 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     ++result.failedFiles;
                     continue;
                 }
-                KeepOldCopy(installDir, result.restoreDirectory, name);
                 m_progress.SetPosition(static_cast<int>(i) + 1);
-                m_log.AddLine(" copy -> " + name);
+                m_log.AddPendingLine(" copy -> " + name);
                 m_log.ScrollToEnd();
                 if (stopped())
                     return;
                 CreateParentDirectory(installed);
                 const std::optional<std::filesystem::perms> mode = permissionsOf(installed);
-                StageFile(installed);
-                const bool arrived = client.DownloadFile(name, installDir, trust.CheckOf(name).get());
-                if (stopped())
-                    return;
+                // The file arrives under a hidden name first. Only once it is
+                // complete, and the run still goes on, is the old copy kept,
+                // the installed file put aside and the new one renamed into
+                // place, in one step that no stop request cuts: a run stopped
+                // before it leaves the installed file where it was.
+                bool placing = false;
+                const bool arrived = client.DownloadFile(name, installDir, [&] {
+                    if (stopped())
+                        return false;
+                    placing = true;
+                    KeepOldCopy(installDir, result.restoreDirectory, name);
+                    StageFile(installed);
+                    return true;
+                }, trust.CheckOf(name).get());
                 if (arrived) {
                     // A file that replaces another takes its mode; a new one
                     // is runnable when it is a program.
                     keepPermissions(installed, mode ? *mode : static_cast<std::filesystem::perms>(
                                                                   NewFileMode(installed)));
                     qCInfo(lcRun, "replaced %s", installed.c_str());
-                    m_log.ReplaceLastLine("  ok!    " + name);
                     DeleteStagedFile(installed);
+                } else if (placing) {
+                    UnstageFile(installed); // the rename into place failed
+                }
+                if (stopped())
+                    return;
+                if (arrived) {
+                    m_log.ReplaceLastLine("  ok!    " + name);
                     remote.m_aTransferred[i].assign(1, '1');
                 } else {
                     qCWarning(lcRun, "%s did not arrive; the installed file stays", name.c_str());
                     m_log.ReplaceLastLine(" fail!    " + name);
-                    ++result.failedFiles;
+                    if (result.failedFiles++ == 0)
+                        result.reason = withCause(name + " did not arrive", client);
                 }
             }
 
@@ -225,6 +259,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 return;
             KeepSafeNames(installDir, remote); // a refused name is not recorded either
             result.revisionsWritten = UpdateLocalRevisions(local, remote, localRevisions);
+            if (!result.revisionsWritten && result.reason.empty())
+                result.reason = localRevisions + " could not be written";
             m_log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
                                                   : " fail! no update in local revision file");
             result.outcome = Outcome::Transferred;
@@ -232,6 +268,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
     } catch (...) {
         // Something below broke off the run; it ends like any other.
         result.outcome = Outcome::Failed;
+        result.reason = "the run broke off";
     }
 
     if (stopped()) {

@@ -11,13 +11,12 @@
 #include <stop_token>
 #include <string>
 
+#include "platform/FixedNames.h"
+
 namespace kau {
 
 class RunLog;
 class RunProgress;
-
-inline constexpr const char* kRemoteRevisionFile = "RelInfoRemote.rel";
-inline constexpr const char* kLocalRevisionFile = "RelInfoLocal.rel";
 
 class UpdateRun {
 public:
@@ -36,9 +35,9 @@ public:
         Outcome outcome = Outcome::Failed;
         std::size_t files = 0;          // files the comparison named
         std::size_t failedFiles = 0;    // of those, the ones that did not arrive
+        std::string reason;             // why the run ended early, or the first file failed
         bool revisionsWritten = false;  // the local revision file was rewritten
         std::string restoreDirectory;   // this run's restore directory, if made
-        std::string refusal;            // why the release was not trusted (NoRevisionFile)
     };
 
     UpdateRun(RunLog& log, RunProgress& progress, std::stop_token stop = {});

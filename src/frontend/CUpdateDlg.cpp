@@ -7,7 +7,6 @@
 #include "ui_UpdateDlg.h"
 
 #include <QCoreApplication>
-#include <QThread>
 
 #include <algorithm>
 
@@ -151,7 +150,7 @@ void CUpdateDlg::UpdateThreadProc(std::stop_token stop)
         // end block and the host goes on.
     }
 
-    callOnDialogThread([this] {
+    GuiThreadCall::runUnder(m_gate, [this] {
         m_endTimer.start();
         m_ui->okButton->setEnabled(true);
         if (!m_bRestoreMode)
@@ -163,7 +162,6 @@ void CUpdateDlg::UpdateThreadProc(std::stop_token stop)
         std::lock_guard lock(m_mutex);
         m_workerDone = true;
     }
-    m_cv.notify_all();
     // Wakes the dialog's thread if it is waiting for this worker to end.
     QMetaObject::invokeMethod(this, &CUpdateDlg::workerEnded, Qt::QueuedConnection);
 }
@@ -182,11 +180,7 @@ void CUpdateDlg::reject()
     m_startTimer.stop();
     m_endTimer.stop();
     if (m_bWorkerRunning) {
-        {
-            std::lock_guard lock(m_mutex);
-            m_closing = true;
-        }
-        m_cv.notify_all();
+        m_gate.close();
         m_stop.request_stop(); // aborts a transfer in progress
     }
     QDialog::reject();
@@ -196,11 +190,7 @@ void CUpdateDlg::FinishWorker()
 {
     m_startTimer.stop();
     m_endTimer.stop();
-    {
-        std::lock_guard lock(m_mutex);
-        m_closing = true;
-    }
-    m_cv.notify_all();
+    m_gate.close();
     m_stop.request_stop();
     if (!m_hWorker.joinable())
         return;
@@ -218,52 +208,14 @@ void CUpdateDlg::FinishWorker()
     m_bWorkerRunning = false;
 }
 
-bool CUpdateDlg::callOnDialogThread(std::function<void()> f)
-{
-    if (QThread::currentThread() == thread()) {
-        {
-            std::lock_guard lock(m_mutex);
-            if (m_closing)
-                return false;
-        }
-        f();
-        return true;
-    }
-    auto done = std::make_shared<bool>(false); // guarded by m_mutex
-    {
-        std::lock_guard lock(m_mutex);
-        if (m_closing)
-            return false;
-    }
-    QMetaObject::invokeMethod(
-        this,
-        [this, f = std::move(f), done] {
-            {
-                std::lock_guard lock(m_mutex);
-                if (m_closing)
-                    return;
-            }
-            f();
-            {
-                std::lock_guard lock(m_mutex);
-                *done = true;
-            }
-            m_cv.notify_all();
-        },
-        Qt::QueuedConnection);
-    std::unique_lock lock(m_mutex);
-    m_cv.wait(lock, [&] { return *done || m_closing; });
-    return *done;
-}
-
 void CUpdateDlg::AddLine(const std::string& line)
 {
-    callOnDialogThread([this, text = fromBytes(line)] { m_listLog->addItem(text); });
+    GuiThreadCall::runUnder(m_gate, [this, text = fromBytes(line)] { m_listLog->addItem(text); });
 }
 
 void CUpdateDlg::ReplaceLastLine(const std::string& line)
 {
-    callOnDialogThread([this, text = fromBytes(line)] {
+    GuiThreadCall::runUnder(m_gate, [this, text = fromBytes(line)] {
         if (m_listLog->count() > 0)
             delete m_listLog->takeItem(m_listLog->count() - 1);
         m_listLog->addItem(text);
@@ -272,17 +224,17 @@ void CUpdateDlg::ReplaceLastLine(const std::string& line)
 
 void CUpdateDlg::ScrollToEnd()
 {
-    callOnDialogThread([this] { m_listLog->scrollToBottom(); });
+    GuiThreadCall::runUnder(m_gate, [this] { m_listLog->scrollToBottom(); });
 }
 
 void CUpdateDlg::SetRange(int lower, int upper)
 {
-    callOnDialogThread([this, lower, upper] { m_progress->setRange(lower, upper); });
+    GuiThreadCall::runUnder(m_gate, [this, lower, upper] { m_progress->setRange(lower, upper); });
 }
 
 void CUpdateDlg::SetPosition(int position)
 {
-    callOnDialogThread([this, position] {
+    GuiThreadCall::runUnder(m_gate, [this, position] {
         m_progress->setValue(std::clamp(position, m_progress->minimum(), m_progress->maximum()));
     });
 }

@@ -10,14 +10,13 @@
 // event loop until the worker has ended, joins it, and only then lets the
 // widgets go.
 #include "flows/ApplicationPath.h"
+#include "GuiThreadCall.h"
 #include "flows/RunLog.h"
 #include "flows/RunProgress.h"
 
 #include <QDialog>
 #include <QTimer>
 
-#include <condition_variable>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <stop_token>
@@ -92,10 +91,6 @@ private:
     void UpdateThreadProc(std::stop_token stop);
     void FinishWorker();
 
-    // Runs f on the dialog's thread and waits for it; false if the dialog was
-    // closing (then f does not run).
-    bool callOnDialogThread(std::function<void()> f);
-
     std::unique_ptr<Ui::UpdateDlg> m_ui;
     QListWidget* m_listLog = nullptr;
     QProgressBar* m_progress = nullptr;
@@ -107,9 +102,9 @@ private:
     bool m_bWorkerRunning = false; // dialog's thread only
     std::stop_source m_stop;
 
+    // The worker's calls to the dialog's thread; closed as the dialog closes.
+    GuiThreadCall::Gate m_gate;
     std::mutex m_mutex;
-    std::condition_variable m_cv;
-    bool m_closing = false; // guarded by m_mutex
     bool m_workerDone = false; // guarded by m_mutex
 };
 

@@ -10,11 +10,17 @@
 #include <vector>
 
 namespace kau {
+
+struct GateState {
+    bool closed = false; // guarded by state().mutex
+};
+
 namespace {
 
 struct Request {
     bool done = false;      // answered or cancelled
     bool completed = false; // the work ran to its end
+    std::shared_ptr<GateState> gate; // may be null
 };
 
 // Never destroyed: the library's last static destructors still cancel.
@@ -31,22 +37,52 @@ State& state()
     return *s;
 }
 
+bool gateClosed(const std::shared_ptr<GateState>& gate)
+{
+    return gate && gate->closed;
+}
+
 } // namespace
 
-bool GuiThreadCall::runQueued(std::function<void()> work)
+GuiThreadCall::Gate::Gate() : m_state(std::make_shared<GateState>()) {}
+
+void GuiThreadCall::Gate::close()
+{
+    State& s = state();
+    std::lock_guard lock(s.mutex);
+    m_state->closed = true;
+    for (const auto& request : s.waiting)
+        if (request->gate == m_state)
+            request->done = true;
+    s.answered.notify_all();
+}
+
+bool GuiThreadCall::Gate::closed() const
+{
+    std::lock_guard lock(state().mutex);
+    return m_state->closed;
+}
+
+bool GuiThreadCall::runQueued(std::function<void()> work, std::shared_ptr<GateState> gate)
 {
     QCoreApplication* app = QCoreApplication::instance();
     if (!app)
         return false;
+    State& s = state();
     if (QThread::currentThread() == app->thread()) {
+        {
+            std::lock_guard lock(s.mutex);
+            if (gateClosed(gate))
+                return false;
+        }
         work();
         return true;
     }
-    State& s = state();
     auto request = std::make_shared<Request>();
+    request->gate = std::move(gate);
     {
         std::lock_guard lock(s.mutex);
-        if (s.quitting)
+        if (s.quitting || gateClosed(request->gate))
             return false;
         s.waiting.push_back(request);
     }
@@ -54,6 +90,8 @@ bool GuiThreadCall::runQueued(std::function<void()> work)
         app,
         [request, work = std::move(work)] {
             {
+                // Closing a gate marks its waiting requests done, so this
+                // also holds back work whose owner has gone.
                 std::lock_guard lock(state().mutex);
                 if (request->done)
                     return;

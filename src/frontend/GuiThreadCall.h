@@ -13,8 +13,25 @@
 
 namespace kau {
 
+struct GateState;
+
 class GuiThreadCall {
 public:
+    // The calls of one owner (a dialog and its worker), released together when
+    // the owner goes: once closed, its waiting calls end without a result,
+    // work of them that has not begun never runs, and new calls end at once.
+    class Gate {
+    public:
+        Gate();
+        // From any thread; for good.
+        void close();
+        bool closed() const;
+
+    private:
+        friend class GuiThreadCall;
+        std::shared_ptr<GateState> m_state;
+    };
+
     // Runs work on the GUI thread (directly when called there) and waits for
     // it; nothing when there is no application or the wait was cancelled.
     template <class T>
@@ -26,6 +43,13 @@ public:
         return *result;
     }
 
+    // Runs work on the GUI thread under gate and waits for it; true if it ran
+    // to its end, false if the gate was (or got) closed first.
+    static bool runUnder(const Gate& gate, std::function<void()> work)
+    {
+        return runQueued(std::move(work), gate.m_state);
+    }
+
     // Releases every waiting thread without a result (see above).
     static void cancelAll();
     // Ties cancelAll to the end of the current application (once per application).
@@ -35,7 +59,7 @@ public:
 
 private:
     // True when work ran to its end for the caller.
-    static bool runQueued(std::function<void()> work);
+    static bool runQueued(std::function<void()> work, std::shared_ptr<GateState> gate = {});
 };
 
 } // namespace kau

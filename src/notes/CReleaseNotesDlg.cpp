@@ -6,6 +6,7 @@
 #include "platform/Box.h"
 #include "platform/InstallerProgram.h"
 #include "platform/LogCategories.h"
+#include "platform/FixedNames.h"
 #include "platform/ProcessLauncher.h"
 #include "resources/Strings.h"
 #include "ui_ReleaseNotesDlg.h"
@@ -21,9 +22,7 @@ namespace {
 
 constexpr auto kInstallAllWait = std::chrono::milliseconds(100);
 
-const std::string kAttention = " Attention!!\n"
-                               "----------------------------------------------------------\n"
-                               "\n";
+const std::string kAttention = std::string(" Attention!!\n") + kDashLine + "\n\n";
 const std::string kStopApplication = " to stop the running application!\n";
 
 QString fromBytes(const std::string& text)

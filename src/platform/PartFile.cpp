@@ -6,6 +6,13 @@
 #include <unistd.h>
 
 namespace kau {
+namespace {
+
+constexpr const char kPartMark[] = ".part-";
+constexpr std::size_t kPartMarkSize = sizeof kPartMark - 1;
+constexpr std::size_t kUniqueSize = 6; // mkstemp's XXXXXX
+
+} // namespace
 
 PartFile::PartFile(const std::string& target, mode_t mode) : m_target(target)
 {
@@ -14,7 +21,7 @@ PartFile::PartFile(const std::string& target, mode_t mode) : m_target(target)
     const std::string bare = slash == std::string::npos ? target : target.substr(slash + 1);
     if (bare.empty())
         return;
-    m_temp = parent + "." + bare + ".part-XXXXXX";
+    m_temp = parent + "." + bare + kPartMark + std::string(kUniqueSize, 'X');
     m_fd = ::mkstemp(m_temp.data());
     if (m_fd < 0) {
         m_temp.clear();
@@ -50,6 +57,16 @@ void PartFile::Discard()
     if (!m_temp.empty())
         ::unlink(m_temp.c_str());
     m_temp.clear();
+}
+
+bool PartFile::IsPartFileName(const std::string& name)
+{
+    // "." + at least one character + ".part-" + six characters
+    if (name.size() < 2 + kPartMarkSize + kUniqueSize || name[0] != '.')
+        return false;
+    const std::size_t mark = name.size() - kUniqueSize - kPartMarkSize;
+    return name.compare(mark, kPartMarkSize, kPartMark) == 0
+           && name.find('/', mark + kPartMarkSize) == std::string::npos;
 }
 
 } // namespace kau

@@ -25,6 +25,9 @@ public:
     // Closes and removes the hidden file; the target stays as it was.
     void Discard();
 
+    // True if a bare file name is one that a PartFile makes (".NAME.part-XXXXXX").
+    static bool IsPartFileName(const std::string& name);
+
 private:
     std::string m_target;
     std::string m_temp;

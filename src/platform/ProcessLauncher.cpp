@@ -1,9 +1,8 @@
 #include "ProcessLauncher.h"
 
-#include "Box.h"
+#include "textfile/CTextFile.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -122,31 +121,17 @@ bool LaunchProgram(std::string commandLine)
 
 bool LaunchViaBatch(std::string commandLine)
 {
-    const std::string directory = currentDirectory();
-    const int fd = ::open(kBatchFile, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0755);
-    if (fd < 0) {
-        char text[600];
-        std::snprintf(text, sizeof text, "Error occurred! \n%s\n", std::strerror(errno));
-        showBox(text, BoxButtons::Ok, BoxIcon::None);
+    // One line with a plain LF: the shell would take a CR for part of the
+    // last argument.
+    try {
+        CTextFile batch;
+        if (!batch.OpenForWrite(kBatchFile, true, false))
+            return false;
+        batch.SetLineBreak(false);
+        batch.WriteText(currentDirectory() + "/" + commandLine + "\n");
+    } catch (const TextFileError&) {
         return false;
     }
-    const std::string line = directory + "/" + commandLine + "\n";
-    std::size_t written = 0;
-    bool ok = true;
-    while (written < line.size()) {
-        const ssize_t n = ::write(fd, line.data() + written, line.size() - written);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            ok = false;
-            break;
-        }
-        written += static_cast<std::size_t>(n);
-    }
-    if (::close(fd) != 0)
-        ok = false;
-    if (!ok)
-        return false;
     return spawnDetached({"/bin/sh", kBatchFile});
 }
 

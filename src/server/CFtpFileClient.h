@@ -32,9 +32,13 @@ public:
     bool Disconnect();
     bool ChangeDirectory(std::string directory);
     bool FindFile(std::string name);
-    // check, if given, sees every byte as it arrives and may stop the
-    // transfer; a file it doesn't accept leaves the target as it was.
+    // The file arrives under a hidden name and replaces the local one only when
+    // complete. check, if given, sees every byte as it arrives and may stop the
+    // transfer, and at the end judges the whole file; beforePlacing, if given,
+    // runs just before the replacement. When either says no the download is
+    // dropped and the local file stays.
     bool DownloadFile(std::string remoteName, std::string localDirectory,
+                      const std::function<bool()>& beforePlacing = {},
                       DownloadCheck* check = nullptr);
     // A small file of the current directory into content; false when it
     // isn't there, doesn't arrive or holds more than maxBytes.
@@ -43,6 +47,11 @@ public:
     std::string NextFoundFile();
     std::string CurrentDirectory() const;     // "/" or "/dir/sub/", empty when not connected
     std::string CurrentDirectoryUrl() const;  // "ftp://host:port/dir/", empty when not connected
+
+    // Why the last operation failed, for a person to read: the local file's
+    // path and error text, else the server's reply, else the transfer
+    // library's message. Empty when nothing is known.
+    std::string FailureReason() const;
 
     // From any thread: stops a running transfer at once; every later
     // operation fails until Disconnect.
@@ -66,6 +75,8 @@ private:
     void applyOptions();
     void resetRequest();
     int perform(); // a CURLcode
+    int performRequest();
+    void noteLocalFailure(const std::string& path, int error);
     // FindFile's two ways: 1 found, 0 not there, -1 the server can't say.
     int findPlainName(const std::string& dir, const std::string& name);
     bool listDirectory(const std::string& dir, std::string& listing);
@@ -94,6 +105,10 @@ private:
     std::set<int> m_sockets; // open sockets, shut down by Abort
     std::atomic<bool> m_bAbort{false};
     char m_errorBuffer[256] = {}; // CURL_ERROR_SIZE
+    int m_lastCode = 0;           // CURLcode of the last request
+    std::string m_strLastReply;   // the server's last reply line in the last request
+    std::string m_strLocalFailure; // "path: error text" when a local file failed
+    std::string m_strLocalTarget;  // the file being downloaded
     int m_fd = -1;
     bool m_bDownloading = false;
     DownloadCheck* m_check = nullptr; // of the download in progress

@@ -31,7 +31,7 @@ void CTextFile::takeNames(const std::string& path)
     m_strDirectory = fullText.substr(0, fullText.size() - bare.size());
 }
 
-void CTextFile::reportOpenFailure(int err)
+void CTextFile::ReportOpenFailure(int err)
 {
     showBox("Error occurred! \n" + std::string(std::strerror(err)) + "\n", BoxButtons::Ok, BoxIcon::None);
 }
@@ -51,7 +51,7 @@ int CTextFile::OpenRead(const std::string& name, bool bAskUser)
     } else if (!bAskUser || !ChooseFile(m_strName, "", "", true)) {
         if (bAskUser)
             reportNotOpened(name);
-        reportOpenFailure(err);
+        ReportOpenFailure(err);
         return 0;
     }
     m_bOpen = true;
@@ -116,6 +116,21 @@ int CTextFile::NextLine(int n)
 }
 
 std::uint32_t CTextFile::GetLineNumber() const { return m_nLine; }
+
+int CTextFile::ScanLines(const std::function<void(std::string_view)>& visit)
+{
+    if (!m_bOpen)
+        return 0;
+    std::uint64_t len = fileLength();
+    if (m_nPosition >= len)
+        return 0;
+    bool terminated = false;
+    std::uint32_t lines = m_file.scanLines(m_nPosition, len, visit, terminated);
+    // NextLine steps 2 past the end behind an unterminated last line.
+    setPosition(terminated ? len : len + 2);
+    m_nLine += lines;
+    return 1;
+}
 
 std::uint32_t CTextFile::Position() const { return m_nPosition; }
 

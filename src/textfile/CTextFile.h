@@ -15,7 +15,9 @@
 #include "textfile/TextFileError.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace kau {
 
@@ -34,6 +36,16 @@ public:
     int ReadLine(std::string& out);
     int NextLine(int n);
     std::uint32_t GetLineNumber() const;
+    // The whole-file scan: hands every line from the cursor to the end of the
+    // file to visit, in order and without its CR LF, as the loop of ReadLine
+    // and NextLine(1) would, and leaves the cursor where that loop leaves it.
+    // It reads in large blocks, so a big file costs a few system calls. A line
+    // handed on lives only during the call. 0 if closed or at the end.
+    int ScanLines(const std::function<void(std::string_view)>& visit);
+
+    // The box of a failed open: "Error occurred! \n%s\n" with the platform's
+    // text of errno value err. For callers that open a file by other means.
+    static void ReportOpenFailure(int err);
 
     // Read-only views of the cursor and the names, for callers and tests.
     std::uint32_t Position() const;
@@ -80,8 +92,6 @@ private:
     void setPosition(std::uint64_t pos);
     // Fills m_strName and m_strDirectory from the opened path.
     void takeNames(const std::string& path);
-    // The "Error occurred!" box with the platform's text of errno value err.
-    void reportOpenFailure(int err);
     void reportNotOpened(const std::string& name);
     // Puts CR LF behind a last line that lacks it.
     void repairLastLineEnd();

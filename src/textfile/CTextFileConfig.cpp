@@ -2,6 +2,8 @@
 // and // comments, read and changed in place, one line at a time.
 #include "CTextFile.h"
 
+#include "platform/FixedNames.h"
+
 #include <algorithm>
 
 namespace kau {
@@ -205,7 +207,7 @@ BoxAnswer CTextFile::ReportEntryFault(const std::string& section, const std::str
 {
     std::string text = " A fault detected on reading the configuration file !\n";
     text += "  ->> " + m_strName;
-    text += "\n" + std::string(58, '-') + "\n";
+    text += std::string("\n") + kDashLine + "\n";
     text += "\n";
     text += "Please check in the section " + section + " the entry " + entry + " ! \n\n";
     text += "[" + section + "] \n";

@@ -48,7 +48,7 @@ int CTextFile::OpenForWrite(const std::string& name, bool bTruncate, bool bAskUs
         }
     }
     if (!opened) {
-        reportOpenFailure(err);
+        ReportOpenFailure(err);
         return 0;
     }
     m_bOpen = true;

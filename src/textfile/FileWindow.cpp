@@ -196,6 +196,50 @@ std::int64_t FileWindow::findPairEndingBy(std::uint64_t last)
     return -1;
 }
 
+std::uint32_t FileWindow::scanLines(std::uint64_t from, std::uint64_t len,
+                                    const std::function<void(std::string_view)>& visit, bool& terminated)
+{
+    // buf holds the unfinished line of the last block at its front and the
+    // new block behind it; a line longer than the buffer makes it grow.
+    std::vector<char> buf(static_cast<std::size_t>(std::min<std::uint64_t>(kScanBlock, len - from)));
+    std::size_t kept = 0;
+    std::uint32_t lines = 0;
+    terminated = false;
+    std::uint64_t off = from;
+    while (off < len) {
+        if (kept == buf.size())
+            buf.resize(buf.size() * 2);
+        const std::size_t want =
+            static_cast<std::size_t>(std::min<std::uint64_t>(buf.size() - kept, len - off));
+        const std::size_t got = readAt(buf.data() + kept, want, off);
+        if (got == 0)
+            break; // the file has shrunk under us
+        off += got;
+        const char* const begin = buf.data();
+        const char* const end = begin + kept + got;
+        const char* start = begin;
+        // Only LF is looked for; it ends a line when a CR stands before it.
+        for (const char* p = begin + kept;
+             (p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) != nullptr;
+             ++p) {
+            if (p > start && p[-1] == '\r') {
+                visit(std::string_view(start, static_cast<std::size_t>(p - 1 - start)));
+                ++lines;
+                start = p + 1;
+            }
+        }
+        kept = static_cast<std::size_t>(end - start);
+        std::memmove(buf.data(), start, kept);
+    }
+    if (kept > 0) {
+        visit(std::string_view(buf.data(), kept));
+        ++lines;
+    } else {
+        terminated = lines > 0;
+    }
+    return lines;
+}
+
 std::string FileWindow::read(std::uint64_t off, std::size_t n)
 {
     std::string bytes(n, '\0');

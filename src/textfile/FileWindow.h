@@ -7,7 +7,9 @@
 // they were when it was filled; every length() looks at them again, and every
 // write of our own drops the window. Failures raise TextFileError.
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -54,6 +56,12 @@ public:
     // Offset q of the last CR LF pair with q + 1 <= last, or -1 if there is none.
     std::int64_t findPairEndingBy(std::uint64_t last);
 
+    // Hands each line of [from, len) to visit, without its CR LF, reading in
+    // large blocks past the window. Returns the number of lines and sets
+    // terminated to whether the last one ended in CR LF.
+    std::uint32_t scanLines(std::uint64_t from, std::uint64_t len,
+                            const std::function<void(std::string_view)>& visit, bool& terminated);
+
     std::string read(std::uint64_t off, std::size_t n);
     void write(std::uint64_t off, const std::string& bytes);
     // Moves the bytes [off, len) to off + bytes.size() and writes bytes at off.
@@ -64,6 +72,7 @@ public:
 private:
     static constexpr std::size_t kWindow = 64 * 1024;
     static constexpr std::size_t kMoveChunk = 1024 * 1024;
+    static constexpr std::size_t kScanBlock = 256 * 1024;
 
     // Bytes at [off, off + avail) from the window, loading it if need be.
     const char* forward(std::uint64_t off, std::uint64_t len, std::size_t& avail);

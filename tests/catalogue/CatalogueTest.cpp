@@ -64,6 +64,10 @@ TEST(ReleaseComparison, RuleNamesAndFlags)
         {"0.00.01", "0.00.00", true}, {"1.00.00", "", true}, {"", "1.00.00", false}, {"3.1", "3.10.00", true},
         {"", "0.00.00", false}, {"3.5", "3.400000000.0", true}, {"5", "400000000.0.0", true},
         {"x1.2", "0.00.00", true}, {"10.01.60", "10.01.50", true}, // the minor of a two-digit major from offset 3
+        // A major beyond 32 bits stops at the largest (smallest) 32-bit value, however far beyond it is;
+        // two such majors are equal and the minors decide.
+        {"2147483648", "1.0", true}, {"3000000000", "1.0", true}, {"99999999999999999999999", "1.0", true},
+        {"3000000000", "2147483648", false}, {"-3000000000", "-1.0", false}, {"1.0", "-99999999999", true},
     };
     for (const Case& c : cases) {
         LocalRevisionList local{{"f"}, {c.local}};
@@ -82,6 +86,63 @@ TEST(ReleaseComparison, RuleNamesAndFlags)
     EXPECT_TRUE(CompareReleases({{"a"}, {"5.00.00"}}, older, true) && older.m_aNames.size() == 1);
     EXPECT_TRUE(!CompareReleases(local, empty, false) && CompareReleases(local, empty, true));
     EXPECT_TRUE(CompareReleases({}, remote, false) && remote.m_aNames.size() == 1); // an empty local list keeps all
+}
+
+// The index over many names, duplicates in other case included, against a plain search that lets the
+// first case-blind match win.
+TEST(ReleaseComparison, ManyNamesAgreeWithAPlainSearch)
+{
+    const auto lower = [](std::string s) {
+        for (char& c : s)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return s;
+    };
+    LocalRevisionList local;
+    RemoteRevisionList remote;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string name = "Dir\\File" + std::to_string(i % 2500) + (i % 3 ? ".dll" : ".DLL");
+        local.m_aNames.push_back(i % 7 ? name : lower(name));
+        local.m_aVersions.push_back("1.0" + std::to_string((i + i / 2500 * 3) % 10) + ".00");
+        remote.m_aNames.push_back("dir\\file" + std::to_string((i * 7) % 3500) + ".dll");
+        remote.m_aVersions.push_back("1.0" + std::to_string((i * 3) % 10) + ".00");
+        remote.m_aTransferred.emplace_back("0");
+    }
+    Names expected;
+    for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
+        std::size_t j = 0;
+        while (j < local.m_aNames.size() && lower(local.m_aNames[j]) != lower(remote.m_aNames[i]))
+            ++j;
+        if (j == local.m_aNames.size() || IsNewerRelease(remote.m_aVersions[i], local.m_aVersions[j]))
+            expected.push_back(remote.m_aNames[i]);
+    }
+    ASSERT_TRUE(CompareReleases(local, remote, false));
+    EXPECT_EQ(remote.m_aNames, expected);
+    EXPECT_TRUE(expected.size() > 500 && expected.size() < 2500) << expected.size(); // both kinds occur
+}
+
+// Record by record: the same records as the readers, and the line count first when asked for it.
+TEST(RevisionFile, VisitingCountsTheLinesFirstWhenAsked)
+{
+    TempDir dir;
+    dir.write("r.rel", "; comment\r\n\r\n a ; 1 \r\nb;2;x\r\n;\r\nc");
+    std::vector<std::pair<std::string, std::string>> seen;
+    std::vector<std::size_t> counts;
+    const auto visit = [&](std::string_view name, std::string_view version) {
+        EXPECT_EQ(counts.size(), 1u) << "the count comes before the first record";
+        seen.emplace_back(name, version);
+    };
+    const auto expect = [&](std::size_t lines) { counts.push_back(lines); };
+    ASSERT_TRUE(VisitRevisions(dir / "r.rel", visit, expect));
+    EXPECT_EQ(counts, std::vector<std::size_t>{6});
+    EXPECT_EQ(seen, (std::vector<std::pair<std::string, std::string>>{{"a", "1"}, {"b", "2"}, {"c", ""}}));
+    // Missing: false and no call; a directory under the name: its box, true, no call.
+    ScriptedBox box;
+    counts.clear();
+    seen.clear();
+    EXPECT_FALSE(VisitRevisions(dir / "none.rel", visit, expect));
+    dir.write("sub/x", "");
+    EXPECT_TRUE(VisitRevisions(dir / "sub", visit, expect));
+    EXPECT_TRUE(counts.empty() && seen.empty() && box.count() == 1);
 }
 
 // From the server's file through the comparison to the rewritten local file.
@@ -168,6 +229,13 @@ TEST(StagedFiles, NamesStagingAndParentDirectories)
     dir.write("upd_x/keep", "k");
     EXPECT_FALSE(StageFile(dir / "x"));
     EXPECT_TRUE(dir.exists("x/keep") && DeleteStagedFile(dir / "x") && dir.exists("upd_x/keep"));
+    // Put back only where nothing stands under the name.
+    dir.write("upd_Back", "staged");
+    EXPECT_TRUE(UnstageFile(dir / "Back") && !dir.exists("upd_Back"));
+    dir.write("upd_Back", "other");
+    EXPECT_FALSE(UnstageFile(dir / "Back") || UnstageFile(dir / "None"));
+    EXPECT_EQ(dir.read("Back") + dir.read("upd_Back"), "stagedother");
+    EXPECT_EQ(LocalPath("/", "P\\F.dll") + " " + LocalPath("/opt/S", "P\\F.dll"), "/P/F.dll /opt/S/P/F.dll");
     // Only the last directory level is made.
     EXPECT_TRUE(CreateParentDirectory("bare") && CreateParentDirectory(dir / "P/F.dll") && fs::is_directory(dir / "P"));
     EXPECT_FALSE(CreateParentDirectory(dir / "a/b/c.dll") || dir.exists("a"));
@@ -196,6 +264,10 @@ TEST(RestoreArchive, GrowthAndTheFilesOfOneDirectory)
     EXPECT_EQ(files.m_aNames, (Names{"RelInfoLocal.rel", "Sampler.exe", "none", "sampler.chm"}));
     EXPECT_EQ(files.m_aVersions, (Names{"-", "3.10.01", "-", "-"}));
     EXPECT_TRUE(dir.read("201406021405/RelInfoLocal.rel").ends_with("none;\r\nGone.dll; 1.0\r\n"));
+    // A one-byte revision file is too short to be completed; it is read as it stands.
+    dir.write("201406021405/RelInfoLocal.rel", "x");
+    ASSERT_TRUE(ListRestoreDirectoryFiles(restore, files));
+    EXPECT_EQ(dir.read("201406021405/RelInfoLocal.rel"), "x");
     // A revision file that can't be opened: the box, and the versions stay "-".
     dir.write("201406021406/RelInfoLocal.rel/x", "");
     dir.write("201406021406/Sampler", "x");

@@ -36,10 +36,22 @@ namespace {
 // status: 128 + n for death by signal n; 137 (SIGKILL) when out of time.
 struct Result { int status; std::string out, err; };
 
+// Reads what the pipe (or terminal) holds now, without waiting.
+void readAvailable(int fd, std::string& into)
+{
+    char buffer[4096];
+    for (pollfd p{fd, POLLIN, 0}; ::poll(&p, 1, 0) == 1 && (p.revents & POLLIN);) {
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n <= 0)
+            return;
+        into.append(buffer, static_cast<size_t>(n));
+    }
+}
+
 // Runs the command to its end, stdin /dev/null, stderr a pseudo terminal when
-// asked; whileRunning gets its pid every few milliseconds meanwhile.
+// asked; whileRunning gets its pid and its output so far every few milliseconds meanwhile.
 Result korautoupdate(std::vector<std::string> args, bool terminal = false,
-                     const std::function<void(pid_t)>& whileRunning = [](pid_t) {})
+                     const std::function<void(pid_t, const Result&)>& whileRunning = [](pid_t, const Result&) {})
 {
     std::vector<char*> argv{const_cast<char*>(KAU_CLI_BINARY)};
     for (auto& a : args)
@@ -62,15 +74,16 @@ Result korautoupdate(std::vector<std::string> args, bool terminal = false,
     if (pid < 0)
         throw std::runtime_error("no fork");
     int raw = 0;
+    Result r{0, {}, {}};
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (::waitpid(pid, &raw, WNOHANG) == 0) {
         if (std::chrono::steady_clock::now() > deadline)
             ::kill(pid, SIGKILL);
-        whileRunning(pid);
+        readAvailable(out[0], r.out);
+        whileRunning(pid, r);
         ::poll(nullptr, 0, 5);
     }
-    // The output is small enough to wait in the pipe (or terminal) until the end.
-    Result r{WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw), {}, {}};
+    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
     for (const auto& [fd, into] : {std::pair{out[0], &r.out}, {err[0], &r.err}}) {
         char buffer[4096];
         for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
@@ -100,10 +113,11 @@ protected:
     }
 
     // The command on the sample product: sampler({"check", "--yes"}).
-    Result sampler(std::vector<std::string> args)
+    Result sampler(std::vector<std::string> args,
+                   const std::function<void(pid_t, const Result&)>& whileRunning = [](pid_t, const Result&) {})
     {
         args.insert(args.end(), {"--product", "Sampler", "--app=" + app});
-        return korautoupdate(args);
+        return korautoupdate(args, false, whileRunning);
     }
 
     const std::string dir = install.str(), app = install / "Sampler.exe";
@@ -158,11 +172,13 @@ TEST_F(Cli, NotesPrintsAPageFromAPathOrAUrlAsText)
 
 TEST_F(Cli, CheckExits1WhenTheServerIsNotUsableAndOptionsReplaceTheAccount)
 {
-    // The revision file can't be put down: the install directory's parent is missing.
-    Result r = korautoupdate({"check", "--product", "Sampler", "--app", install / "no/such/"});
+    // The revision file can't be put down: a directory stands under its name.
+    fs::create_directory(install.path() / "RelInfoRemote.rel");
+    Result r = sampler({"check"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(r.err, "korautoupdate: the remote revision file could not be fetched or read\n");
+    fs::remove(install.path() / "RelInfoRemote.rel");
 
     // A wrong built-in account (the server puts the environment back when it goes).
     const std::string nowhere = "127.0.0.1:" + std::to_string(FtpServer::unusedPort());
@@ -174,7 +190,7 @@ TEST_F(Cli, CheckExits1WhenTheServerIsNotUsableAndOptionsReplaceTheAccount)
     EXPECT_EQ(r.out, "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!\n\n");
 }
 
-TEST_F(Cli, UpdatePrintsTheLogAtTheEndKeepsTheOldFilesAndBarsATerminal)
+TEST_F(Cli, UpdatePrintsItsLogKeepsTheOldFilesAndBarsATerminal)
 {
     Result r = korautoupdate({"update", "--product", "Sampler", "--app", app}, true);
     EXPECT_EQ(r.status, 0) << r.err;
@@ -217,7 +233,8 @@ TEST_F(Cli, UpdateExits1WhenAFileFailsOrTheServerIsNotUsable)
     Result r = sampler({"update", "--all"});
     EXPECT_EQ(r.status, 1);
     EXPECT_THAT(r.out, HasSubstr("  ok!    Plugins\\Filter.dll\n fail!    Readme.txt\n---- end"));
-    EXPECT_EQ(r.err, "korautoupdate: 1 of 4 files did not arrive\n"); // and no bar
+    EXPECT_EQ(r.err, "korautoupdate: 1 of 4 files did not arrive\n" // and no bar
+                     "korautoupdate: Readme.txt did not arrive: Transferred a partial file\n");
 
     // Nobody listens where --server points: the log ends after the logon, below the client's box.
     r = sampler({"update", "--server", "127.0.0.1:" + std::to_string(FtpServer::unusedPort())});
@@ -249,25 +266,90 @@ TEST_F(Cli, HostileNamesAreNotOfferedFailInTheRunAndReachTheTerminalEscaped)
     EXPECT_FALSE(fs::exists(install.path().parent_path() / "x.txt"));
 }
 
-TEST_F(Cli, CtrlCInTheMiddleOfATransferExits130WithNothingHalfWritten)
+TEST_F(Cli, CtrlCSigtermOrSighupInATransferExit130AndLeaveTheFileAsItWas)
 {
     server.write("Sampler/Sampler.exe", std::string(512 * 1024, 'x')); // 16 s at this rate
     ftp.throttle(32 * 1024);
-    bool sent = false;
-    const Result r = korautoupdate({"update", "--product", "Sampler", "--app", app}, false, [&](pid_t pid) {
-        std::error_code ec;
-        for (const auto& e : fs::directory_iterator(install.path())) // the download's hidden file
-            if (!sent && e.path().filename().string().rfind(".Sampler.exe.part", 0) == 0)
-                sent = fs::file_size(e.path(), ec) > 0 && ::kill(pid, SIGINT) == 0;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        bool sent = false;
+        // The log so far is on stdout, a pipe, while the transfer runs: only its pending line is held back.
+        const Result r = korautoupdate({"update", "--product", "Sampler", "--app", app}, false, [&](pid_t pid, const Result& now) {
+            std::error_code ec;
+            for (const auto& e : fs::directory_iterator(install.path())) // the download's hidden file
+                if (!sent && e.path().filename().string().rfind(".Sampler.exe.part", 0) == 0 && fs::file_size(e.path(), ec) > 0
+                    && now.out.ends_with("---- start transfer ----\n"))
+                    sent = ::kill(pid, signal) == 0;
+        });
+        EXPECT_TRUE(sent) << signal << "\n" << r.out;
+        EXPECT_EQ(r.status, 130) << r.out << r.err;
+        EXPECT_THAT(r.err, HasSubstr("update stopped"));
+        EXPECT_THAT(r.out, EndsWith("---- start transfer ----\n copy -> Sampler.exe\n"));
+        // The file in transfer stays as it was: not put aside, not kept, no part file.
+        for (const auto& e : fs::recursive_directory_iterator(install.path())) {
+            EXPECT_THAT(e.path().filename().string(), Not(AnyOf(StartsWith("."), StartsWith("upd_"))));
+            if (e.path().parent_path() != install.path()) { // the restore directory holds the old list only
+                EXPECT_THAT(e.path().filename().string(), AnyOf(Eq("RelInfoLocal.rel"), Eq("Plugins"), Eq("Filter.dll")));
+            }
+        }
+        EXPECT_EQ(install.read("Sampler.exe"), "program release 1\n");
+        EXPECT_EQ(install.read("RelInfoLocal.rel"), local);
+    }
+}
+
+TEST_F(Cli, AnUpdateThatEndsEarlyOrLosesAFileSaysWhyOnStderrBelowTheUnchangedLog)
+{
+    // A wrong product key: the log ends after the directory it asked for.
+    Result r = korautoupdate({"update", "--product", "Nope", "--app", app});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("... set path (Nope)\n   \n  End of download procedure!! \n"));
+    EXPECT_THAT(r.err, MatchesRegex("korautoupdate: no product directory \"Nope\" on the server: "
+                                    "the server replied \"550 [^\n]*\"\n"));
+    // A file the list names but the server lacks.
+    fs::remove(server.path() / "Sampler/Readme.txt");
+    r = sampler({"update"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr(" fail!    Readme.txt\n---- end transfer ----\n"));
+    EXPECT_THAT(r.err, MatchesRegex("korautoupdate: 1 of 3 files did not arrive\n"
+                                    "korautoupdate: Readme.txt did not arrive: the server replied \"550 [^\n]*\"\n"));
+    // The install directory can't take the revision file: the local error, with the path.
+    fs::remove(install.path() / "RelInfoRemote.rel");
+    fs::create_directory(install.path() / "RelInfoRemote.rel");
+    r = sampler({"update"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("... check remote revision file\n   \n"));
+    EXPECT_EQ(r.err, "korautoupdate: RelInfoRemote.rel did not arrive: " + dir + "/RelInfoRemote.rel: is a directory\n");
+}
+
+TEST_F(Cli, EachLogLineReachesAPipeAsSoonAsItIsFinalAndSigtermStopsTheLogon)
+{
+    ftp.stallReplies(3000); // the logon takes seconds
+    bool early = false;
+    const Result r = sampler({"update"}, [&](pid_t pid, const Result& now) {
+        const auto commands = ftp.commands();
+        const bool loggedOn = std::any_of(commands.begin(), commands.end(), [](const std::string& c) { return c.starts_with("PASS"); });
+        if (!early && now.out.ends_with("... connect to the KORVANE server\n") && !loggedOn)
+            early = ::kill(pid, SIGTERM) == 0;
     });
-    EXPECT_TRUE(sent);
+    EXPECT_TRUE(early) << "the line came only with the logon:\n" << r.out;
     EXPECT_EQ(r.status, 130) << r.out << r.err;
-    EXPECT_THAT(r.err, HasSubstr("update stopped"));
-    for (const auto& e : fs::directory_iterator(install.path()))
-        EXPECT_THAT(e.path().filename().string(), Not(StartsWith(".")));
-    EXPECT_FALSE(install.exists("Sampler.exe")); // the old one lies under its staged name
-    EXPECT_EQ(install.read("upd_Sampler.exe"), "program release 1\n");
-    EXPECT_EQ(install.read("RelInfoLocal.rel"), local);
+    EXPECT_EQ(r.out, "... Preparing download from server!\n... connect to the KORVANE server\n");
+}
+
+TEST(Korautoupdate, CheckAndUpdateRefuseAnAppInNoDirectoryTheReadingCommandsJustFindNothing)
+{
+    kau::test::TempDir root;
+    const std::string typo = root / "Sampelr/Sampler.exe", missing = root / "Sampelr";
+    for (const std::string command : {"check", "update"}) {
+        const Result r = korautoupdate({command, "--product", "Sampler", "--app", typo});
+        EXPECT_EQ(r.status, 2);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, "korautoupdate: --app " + typo + ": the directory " + missing + " does not exist\n");
+    }
+    const Result listed = korautoupdate({"restores", "--app", typo});
+    EXPECT_EQ(listed.err, "korautoupdate: no install directory " + missing + "\n");
+    const Result restored = korautoupdate({"restore", "--app", typo, "201405131120"});
+    EXPECT_EQ(restored.status, 1);
+    EXPECT_FALSE(fs::exists(missing)) << "a command made the directory";
 }
 
 TEST(KorautoupdateRestore, PlaysTheStateBackExits1ForAnUnknownStampOrAFailedCopyAnd130OnCtrlC)
@@ -300,7 +382,7 @@ TEST(KorautoupdateRestore, PlaysTheStateBackExits1ForAnUnknownStampOrAFailedCopy
     fs::resize_file(big, std::uintmax_t{1} << 30);
     archive.install.write("Big.dat", "the installed one");
     bool sent = false;
-    r = korautoupdate({"restore", "--app", app, RestoreExample::kNewest}, false, [&](pid_t pid) {
+    r = korautoupdate({"restore", "--app", app, RestoreExample::kNewest}, false, [&](pid_t pid, const Result&) {
         for (const auto& e : fs::directory_iterator(archive.install.path()))
             if (!sent && e.path().filename().string().rfind(".Big.dat.part", 0) == 0)
                 sent = ::kill(pid, SIGINT) == 0;
@@ -403,7 +485,7 @@ TEST(ConsoleOutput, ControlCharactersFromTheServerArePrintedAsText)
 {
     std::ostringstream out, err, boxOut;
     ConsoleRunView view(out, err, true);
-    view.AddLine(" copy -> a\x1b[2Jb");
+    view.AddPendingLine(" copy -> a\x1b[2Jb");
     view.ReplaceLastLine(" fail!    a\x1b[2Jb\r");
     view.finish();
     EXPECT_EQ(out.str(), " fail!    a\\x1B[2Jb\\x0D\n");

@@ -17,6 +17,10 @@ TEST(ApplicationPath, RuleTableOfTheThreeForms)
         {plain, "/opt/App/", "/opt/App", ""},
         {plain, "Tool.exe", cwd, "Tool.exe"},
         {plain, "", cwd, ""},
+        {plain, "/Tool.exe", "/", "Tool.exe"}, // only an empty directory is the current one
+        {plain, "/", "/", ""},
+        {reminder, "/Tool.EXE", "/", "Tool.EXE"},
+        {restore, "/Tool", "/", "Tool"},
         {plain, "/opt/App/ Tool ", "/opt/App", "Tool "}, // leading blank goes, trailing stays
         {plain, dirLikeProgram, dirLikeProgram, ""}, // an existing directory without a trailing separator
         {reminder, dirLikeProgram, dir, "Tool.EXE"}, // the extension in any case, the case kept

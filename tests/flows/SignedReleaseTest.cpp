@@ -92,7 +92,7 @@ TEST_F(SignedReleaseTest, ASignedReleaseInstallsAndItsNumberIsKept)
 {
     publish(4, vendor.privatePem);
     const UpdateRun::Result result = run();
-    EXPECT_EQ(result.outcome, Outcome::Transferred) << result.refusal;
+    EXPECT_EQ(result.outcome, Outcome::Transferred) << result.reason;
     EXPECT_EQ(lines, kGoodRun);
     for (const std::string name : {"Sampler.exe", "sampler.chm", "Readme.txt"})
         EXPECT_EQ(product.install.read(name), product.server.read("Sampler/" + name)) << name;
@@ -129,7 +129,7 @@ TEST_F(SignedReleaseTest, AnUntrustedReleaseIsAnUnusableServerAndChangesNothing)
         c.arrange();
         const UpdateRun::Result result = run();
         EXPECT_EQ(result.outcome, Outcome::NoRevisionFile) << c.what;
-        EXPECT_NE(result.refusal.find(c.reason), std::string::npos) << c.what << ": " << result.refusal;
+        EXPECT_NE(result.reason.find(c.reason), std::string::npos) << c.what << ": " << result.reason;
         EXPECT_EQ(lines, refusedLog) << c.what;
         EXPECT_TRUE(result.restoreDirectory.empty()) << c.what;
         EXPECT_TRUE(installUntouched()) << c.what;
@@ -161,14 +161,15 @@ TEST_F(SignedReleaseTest, AFileNotAsListedFailsAloneAndTheRestArrives)
     expected[8] = " fail!    Readme.txt";
     EXPECT_EQ(lines, expected);
     EXPECT_EQ(product.install.read("sampler.chm"), product.server.read("Sampler/sampler.chm"));
-    // Nothing of either bad file under a real name or half-written beside it; the old program is kept.
+    // Nothing of either bad file under a real name or half-written beside it; the installed program stays.
     EXPECT_FALSE(product.install.exists("Readme.txt"));
     const auto files = filesBelow(product.install.path());
     for (const auto& [name, content] : files) {
         EXPECT_NE(content, program) << name;
         EXPECT_EQ(name.find(".part"), std::string::npos) << name;
     }
-    EXPECT_EQ(readFile(fs::path(result.restoreDirectory) / "Sampler.exe"), "program release 1\n");
+    EXPECT_EQ(product.install.read("Sampler.exe"), "program release 1\n");
+    EXPECT_FALSE(fs::exists(fs::path(result.restoreDirectory) / "Sampler.exe")) << "nothing replaced, nothing kept";
     EXPECT_EQ(product.install.read("RelInfoLocal.rel").find("3.10.02"), std::string::npos) << "a failed file is offered again";
 }
 

@@ -86,15 +86,17 @@ TEST_F(UpdateRunTest, FilesDroppedMidTransferFailAndLeaveNoPartialFile)
 {
     server.dropDownloadOf("sampler.chm", 1000);
     server.dropDownloadOf("Readme.txt", 2);
-    run();
+    const UpdateRun::Result result = run();
     EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", " fail!    sampler.chm", " fail!    Readme.txt"}, true));
     // A known file keeps its old version, a new one gets 0.00.00: both are offered again.
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"), revisionFile({"Sampler.exe; 3.10.02", "Plugins\\Filter.dll; 2.00.07",
                                                                       "sampler.chm; 1.03.00", "Readme.txt; 0.00.00"}));
+    // A file that did not arrive stays installed as it was; nothing is put aside or kept for it.
     const Files left = filesBelow(product.install.path());
-    EXPECT_EQ(left.size(), 5u + 3u) << "a partial file is left";
-    EXPECT_EQ(left.count("sampler.chm") + left.count("Readme.txt"), 0u);
-    EXPECT_EQ(left.at("upd_sampler.chm"), "help release 1\n");
+    EXPECT_EQ(left.size(), 5u + 2u) << "a partial file is left";
+    EXPECT_EQ(left.at("sampler.chm"), "help release 1\n");
+    EXPECT_FALSE(left.contains("Readme.txt") || left.contains("upd_sampler.chm"));
+    EXPECT_FALSE(left.contains(result.restoreDirectory.substr(product.install.str().size() + 1) + "/sampler.chm"));
 }
 
 TEST_F(UpdateRunTest, RunsThatMoveNoFile)
@@ -136,10 +138,17 @@ TEST_F(UpdateRunTest, StopWhileTheServerStallsEndsAtOnceAndWritesNothingMore)
     ASSERT_TRUE(server.waitForStall(std::chrono::seconds(20)));
     stop.request_stop();
     ASSERT_EQ(running.wait_for(std::chrono::seconds(1)), std::future_status::ready) << "the stop waits for the server";
-    EXPECT_EQ(running.get().outcome, Outcome::Stopped);
+    const UpdateRun::Result result = running.get();
+    EXPECT_EQ(result.outcome, Outcome::Stopped);
     EXPECT_EQ(lines.back(), " copy -> sampler.chm") << "no outcome and no closing lines after the stop";
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"), oldLocal);
-    EXPECT_FALSE(product.install.exists("Readme.txt") || product.install.exists("sampler.chm"));
+    // The file being fetched stays where it was: not put aside, no old copy kept, no part file.
+    const Files left = filesBelow(product.install.path());
+    EXPECT_EQ(left.at("sampler.chm"), "help release 1\n");
+    EXPECT_FALSE(left.contains("upd_sampler.chm") || left.contains("Readme.txt"));
+    EXPECT_EQ(filesBelow(result.restoreDirectory), (Files{{"RelInfoLocal.rel", oldLocal}, {"Sampler.exe", "program release 1\n"}}));
+    for (const auto& [name, content] : left)
+        EXPECT_EQ(name.find(".part-"), std::string::npos) << name;
 }
 
 TEST_F(UpdateRunTest, HostileNamesFailOneByOneWithNothingWrittenOutsideAndNoInstalledFileLost)

@@ -139,10 +139,14 @@ TEST_F(ExportTest, UpdateInfoOnAFailingServerGivesTheCheckBoxOrNothingAndSweepsS
     install.write("upd_Sampler.exe", "staged program");
     install.write("upd_kept/inside.txt", "a directory under a staged name stays");
     install.write("Plugins/upd_Filter.dll", "only the install directory itself is swept");
+    install.write(".Sampler.exe.part-a1B2c3", "a download a killed run left unfinished");
+    install.write(".part-a1B2c3", "no name before the mark: not a part file");
+    install.write(".Sampler.exe.part-a1B2c", "five characters after the mark: not a part file");
     EXPECT_FALSE(updateInfo());
     expectCheck(7, kNoConnection, 5, false);
-    EXPECT_FALSE(install.exists("upd_Sampler.exe"));
+    EXPECT_FALSE(install.exists("upd_Sampler.exe") || install.exists(".Sampler.exe.part-a1B2c3"));
     EXPECT_TRUE(install.exists("upd_kept/inside.txt") && install.exists("Plugins/upd_Filter.dll"));
+    EXPECT_TRUE(install.exists(".part-a1B2c3") && install.exists(".Sampler.exe.part-a1B2c"));
 }
 
 TEST_F(ExportTest, FirstStartWritesTheDefaultsAndChecksQuietlyOneSecondLaterOnceOnly)
@@ -292,6 +296,9 @@ TEST_F(ExportTest, UpdateFilesWhileTheServerStallsClosesAtOnceOnAbortAndEndsTheL
         if (name.find(".part-") != std::string::npos)
             after.try_emplace(name, content);
     EXPECT_EQ(after, atClose);
+    // The file in transfer was neither put aside nor kept: it stays installed as it was.
+    EXPECT_EQ(after.at("sampler.chm"), "help release 1\n");
+    EXPECT_FALSE(after.contains("upd_sampler.chm"));
 
     std::thread other;
     EXPECT_TRUE(updateFiles([&](CUpdateDlg&) { return server.waitForStall({}); },

@@ -5,8 +5,11 @@
 #include "support/TempDir.h"
 
 #include <algorithm>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <thread>
+
+#include <sys/resource.h>
 
 using namespace kau;
 using namespace kau::test;
@@ -184,4 +187,39 @@ TEST_F(ClientTest, AbortFromAnotherThreadStopsAStalledTransferAtOnce)
     server.stallReplies(0);
     ASSERT_TRUE(client.Connect("", "", ""));
     EXPECT_TRUE(client.FindFile("prod/big.bin"));
+}
+
+// Why an operation failed: the server's reply, or the local file and its error text.
+TEST_F(ClientTest, FailureReasonNamesTheServersReplyOrTheLocalFileAndItsError)
+{
+    client.setTimeouts(1000ms, 1000ms);
+    connectToProd();
+    EXPECT_EQ(client.FailureReason(), "");
+    EXPECT_FALSE(client.ChangeDirectory("nope"));
+    EXPECT_TRUE(client.FailureReason().starts_with("the server replied \"550 ")) << client.FailureReason();
+    EXPECT_FALSE(client.DownloadFile("missing.bin", local.str()));
+    EXPECT_TRUE(client.FailureReason().starts_with("the server replied \"550 ")) << client.FailureReason();
+    ASSERT_TRUE(client.DownloadFile("big.bin", local.str()));
+    EXPECT_EQ(client.FailureReason(), "") << "a success leaves no reason behind";
+
+    // The local side: a directory that is a file, and a write the file size limit cuts off.
+    local.write("plain", "a file");
+    EXPECT_FALSE(client.DownloadFile("big.bin", local / "plain"));
+    EXPECT_EQ(client.FailureReason(), (local / "plain/big.bin") + ": not a directory");
+    rlimit old{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
+    const auto oldHandler = ::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = old;
+    small.rlim_cur = 1000;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const bool arrived = client.DownloadFile("big.bin", local / "limited");
+    ::setrlimit(RLIMIT_FSIZE, &old);
+    ::signal(SIGXFSZ, oldHandler);
+    EXPECT_FALSE(arrived);
+    EXPECT_EQ(client.FailureReason(), (local / "limited/big.bin") + ": file too large");
+
+    // A line that is no reply at all is named as the server sent it.
+    server.garbageOn("CWD");
+    EXPECT_FALSE(client.ChangeDirectory("/other"));
+    EXPECT_NE(client.FailureReason().find("this is no reply"), std::string::npos) << client.FailureReason();
 }

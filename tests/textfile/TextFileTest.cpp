@@ -66,27 +66,44 @@ TEST_F(TextFile, LineModelDownAndUpAgainOverArbitraryBytes)
     std::mt19937 rng(7);
     for (std::size_t size : {1u, 2u, 3u, 17u, 1000u, 70000u})
         cases.push_back(randomBytes(rng, size));
-    // A CR LF on the read window's seam, a lone CR inside, a 200 kB last line ending in CR.
-    for (std::size_t at : {65534u, 65535u, 65536u, 131071u})
+    // A CR LF on the seam of the read window and of the scan's blocks, a lone CR inside, a long last line
+    // ending in CR; then lines longer than a scan block.
+    for (std::size_t at : {65534u, 65535u, 65536u, 131071u, 262143u, 262144u, 262145u})
         cases.push_back(std::string(at - 1, 'x').insert(at / 2, "\r") + "\r\n" + std::string(200000, 'y') + "\r");
+    cases.push_back(crlf({"a", std::string(600000, 'l'), "", std::string(300000, 'm')}) + "\r\n\r\n");
     for (const std::string& bytes : cases) {
         SCOPED_TRACE(::testing::Message() << bytes.size() << " bytes");
         open(bytes, false);
         const std::vector<std::size_t> starts = lineStarts(bytes);
+        const std::size_t behind = bytes.size() + (bytes.empty() || bytes.ends_with("\r\n") ? 0 : 2);
+        // The whole-file scan sees what the walk below sees and stops where it stops.
+        std::vector<std::string> scanned;
+        ASSERT_EQ(file.ScanLines([&scanned](std::string_view l) { scanned.emplace_back(l); }), starts.empty() ? 0 : 1);
+        ASSERT_EQ(scanned.size(), starts.size());
+        EXPECT_EQ(cursor(), Cursor(behind, starts.size() + 1));
+        file.Rewind();
         std::string line = "stale", again;
         for (std::size_t i = 0; i < starts.size(); ++i) {
             ASSERT_EQ(cursor(), Cursor(starts[i], i + 1));
             ASSERT_TRUE(file.ReadLine(line) && file.ReadLine(again) && again == line); // reading does not move
             ASSERT_EQ(line, bytes.substr(starts[i], std::min(bytes.find("\r\n", starts[i]), bytes.size()) - starts[i]));
+            ASSERT_EQ(line, scanned[i]);
             ASSERT_EQ(file.NextLine(1), i + 1 < starts.size() ? 1 : 0);
         }
-        const std::size_t behind = bytes.size() + (bytes.empty() || bytes.ends_with("\r\n") ? 0 : 2);
         EXPECT_EQ(cursor(), Cursor(behind, starts.size() + 1)); // two past the end behind an unterminated line
         EXPECT_TRUE(!file.ReadLine(line) && line.empty() && !file.NextLine(1));
         for (std::size_t i = starts.size(); i-- > 0;)
             ASSERT_TRUE(file.PrevLine(1) && cursor() == Cursor(starts[i], i + 1)) << "line " << i + 1;
         EXPECT_TRUE(!file.PrevLine(1) && file.GotoEnd() == starts.size() + 1);
     }
+    // The scan starts at the cursor, counts on from its line number, and does nothing at the end or closed.
+    open(crlf({"l1", "l2", "l3"}), false);
+    std::vector<std::string> rest;
+    const auto collect = [&rest](std::string_view l) { rest.emplace_back(l); };
+    ASSERT_TRUE(file.NextLine(1) && file.ScanLines(collect) && rest == (std::vector<std::string>{"l2", "l3"}));
+    EXPECT_TRUE(cursor() == Cursor(12, 4) && !file.ScanLines(collect) && rest.size() == 2);
+    file.Close();
+    EXPECT_TRUE(!file.ScanLines(collect) && rest.size() == 2);
     // n of 0 or less moves nothing; an open keeps the line number; another writer's change is seen at once.
     open(crlf({"l1", "", "l3"}), false);
     std::string line;
