@@ -85,8 +85,10 @@ struct FtpCallbacks {
     {
         auto* client = static_cast<CFtpFileClient*>(self);
         const size_t total = size * count;
-        if (client->m_check && !client->m_check->Accept(data, total))
+        if (client->m_check && !client->m_check->Accept(data, total)) {
+            client->m_strLocalFailure = client->m_strLocalTarget + ": more than its listed size";
             return 0; // refused: the transfer stops here
+        }
         size_t done = 0;
         while (done < total) {
             const ssize_t n = ::write(client->m_fd, data + done, total - done);
@@ -586,6 +588,8 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
     m_check = nullptr;
     m_fd = -1;
     const bool refused = code == CURLE_OK && check && !check->Complete();
+    if (refused)
+        m_strLocalFailure = localPath + ": not its listed size and SHA-256";
     bool done = code == CURLE_OK && !refused && (!beforePlacing || beforePlacing());
     if (done && !part.Commit()) {
         noteLocalFailure(localPath, errno);
@@ -595,7 +599,7 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
         qCInfo(lcFtp, "fetched %s into %s", remote.c_str(), localDirectory.c_str());
     else
         qCWarning(lcFtp, "fetching %s into %s failed: %s", remote.c_str(), localDirectory.c_str(),
-                  refused ? "its size or SHA-256 is not the listed one"
+                  !m_strLocalFailure.empty() ? m_strLocalFailure.c_str()
                   : code == CURLE_OK ? "the file was not put in place" : lastError(code).c_str());
     return done; // the part file goes unless committed; the target stays as it was
 }

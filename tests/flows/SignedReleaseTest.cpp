@@ -156,6 +156,7 @@ TEST_F(SignedReleaseTest, AFileNotAsListedFailsAloneAndTheRestArrives)
     const UpdateRun::Result result = run();
     EXPECT_EQ(result.outcome, Outcome::Transferred);
     EXPECT_EQ(result.failedFiles, 2u);
+    EXPECT_EQ(result.reason, "Sampler.exe did not arrive: " + product.install / "Sampler.exe" + ": not its listed size and SHA-256");
     Lines expected = kGoodRun;
     expected[6] = " fail!    Sampler.exe";
     expected[8] = " fail!    Readme.txt";
