@@ -2,6 +2,7 @@
 // keeps out with the installation as it was, and the manifest's checks without a key.
 #include "UpdateRunTestSupport.h"
 #include "flows/RunLog.h"
+#include "flows/ReleaseNotesFetch.h"
 #include "flows/RunProgress.h"
 #include "flows/UpdateCheck.h"
 #include "flows/UpdateRun.h"
@@ -24,7 +25,7 @@ using Lines = std::vector<std::string>;
 namespace {
 
 // The names as the sample's revision file spells them.
-const Lines kReleased = {"RelInfoRemote.rel", "Sampler.exe", "sampler.chm", "Plugins\\Filter.dll", "Readme.txt"};
+const Lines kReleased = {"RelInfoRemote.rel", "LatestUpdate.html", "Sampler.exe", "sampler.chm", "Plugins\\Filter.dll", "Readme.txt"};
 
 struct SignedReleaseTest : ::testing::Test, RunLog, RunProgress {
     SampleProduct product;
@@ -39,6 +40,7 @@ struct SignedReleaseTest : ::testing::Test, RunLog, RunProgress {
     {
         ::setenv("XDG_CONFIG_HOME", config.str().c_str(), 1);
         ::setenv("KORAUTOUPDATE_PUBLIC_KEY", vendor.publicBase64.c_str(), 1);
+        product.server.write("Sampler/LatestUpdate.html", "<p>release 2</p>");
     }
     ~SignedReleaseTest() override { ::unsetenv("KORAUTOUPDATE_PUBLIC_KEY"); }
 
@@ -204,4 +206,25 @@ TEST_F(SignedReleaseTest, WithoutAKeyAManifestStillChecksEveryFile)
     EXPECT_TRUE(std::find(lines.begin(), lines.end(), "  ok!    Sampler.exe") != lines.end());
     EXPECT_FALSE(product.install.exists("Unlisted.txt"));
     EXPECT_EQ(ReleaseTrust::AcceptedSequence("Sampler"), 0u);
+}
+
+TEST_F(SignedReleaseTest, TheNotesPageIsShownOnlyAsListed)
+{
+    publish(1, vendor.privatePem);
+    CFtpFileClient client;
+    std::string shown;
+    const auto show = [&](const std::string& page) { shown = readFile(page); };
+    ASSERT_TRUE(FetchReleaseNotes(client, "Sampler", product.install.str(), show));
+    EXPECT_EQ(shown, "<p>release 2</p>");
+
+    shown.clear();
+    product.server.write("Sampler/LatestUpdate.html", "<p>release 2</p><script>evil()</script>");
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", product.install.str(), show));
+    EXPECT_EQ(shown, "");
+    EXPECT_EQ(product.install.read("LatestUpdate.html"), "<p>release 2</p>") << "the page shown before stays";
+
+    fs::remove(product.server / "Sampler/Release.manifest.sig");
+    product.server.write("Sampler/LatestUpdate.html", "<p>release 2</p>");
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", product.install.str(), show)) << "unsigned";
+    EXPECT_EQ(shown, "");
 }
