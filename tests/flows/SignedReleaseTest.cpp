@@ -228,3 +228,44 @@ TEST_F(SignedReleaseTest, TheNotesPageIsShownOnlyAsListed)
     EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", product.install.str(), show)) << "unsigned";
     EXPECT_EQ(shown, "");
 }
+
+TEST_F(SignedReleaseTest, ASignatureMakesNoHostileNameSafe)
+{
+    // The vendor's key signs names that lead out of the installation: they are refused all the same.
+    TempDir outside;
+    outside.write("victim.txt", "victim\n");
+    const std::string out = outside.path().filename().string();
+    fs::create_directory_symlink(outside.path(), product.install / "Shared");
+    const Lines hostile = {"../" + out + "/victim.txt", outside / "victim.txt", "a\\..\\..\\" + out + "\\victim.txt",
+                           "Shared/victim.txt"};
+    Lines remote = {"Sampler.exe; 3.10.02"};
+    for (const std::string& name : hostile)
+        remote.push_back(name + "; 1.0");
+    product.server.write("Sampler/RelInfoRemote.rel", revisionFile(remote));
+    Manifest manifest;
+    manifest.sequence = 1;
+    for (const auto& [name, content] : std::vector<std::pair<std::string, std::string>>{
+             {"RelInfoRemote.rel", product.server.read("Sampler/RelInfoRemote.rel")},
+             {"Sampler.exe", product.server.read("Sampler/Sampler.exe")}}) {
+        Sha256 hash;
+        hash.Add(content.data(), content.size());
+        manifest.entries.push_back({name, hash.FinishHex(), content.size()});
+    }
+    // Each served where the client would ask for it, and listed as served.
+    const std::string evil = "evil!!\n";
+    for (const std::string& at : Lines{out + "/victim.txt", "Sampler/Shared/victim.txt", "Sampler" + outside / "victim.txt"})
+        product.server.write(at, evil);
+    Sha256 evilHash;
+    evilHash.Add(evil.data(), evil.size());
+    const std::string evilHex = evilHash.FinishHex();
+    for (const std::string& name : hostile)
+        manifest.entries.push_back({name, evilHex, evil.size()});
+    product.server.write("Sampler/Release.manifest", manifest.Text());
+    product.server.write("Sampler/Release.manifest.sig", ed25519::Sign(vendor.privatePem, manifest.Text()));
+
+    const UpdateRun::Result result = run();
+    EXPECT_EQ(result.outcome, Outcome::Transferred) << result.reason;
+    EXPECT_EQ(result.failedFiles, hostile.size());
+    EXPECT_EQ(product.install.read("Sampler.exe"), product.server.read("Sampler/Sampler.exe"));
+    EXPECT_EQ(filesBelow(outside.path()), (std::map<std::string, std::string>{{"victim.txt", "victim\n"}}));
+}
