@@ -2,8 +2,9 @@
 # The update road of KorAutoUpdate on one machine, from the console:
 # installs what is missing, builds korautoupdate, makes a sample product
 # (an installation at release 1, release 2 on a local FTP server), then
-# checks, updates, shows what changed, checks again, goes back to release 1
-# and checks once more.
+# checks, updates, shows what changed, checks again, goes back to release 1,
+# checks once more and sees a tampered file refused. Release 2 is signed with
+# `korautoupdate publish`.
 # With --gui the sample program is the example host application, and the
 # road goes through the library's windows instead of the console.
 # It can be run again and again; it leaves no server running.
@@ -69,18 +70,28 @@ program 3.10.02 2 >"$S/Sampler.exe"
 printf 'Sampler help, release 2\n' >"$S/sampler.chm"
 printf 'Filter plugin 2.00.07\n' >"$S/Plugins/Filter.dll"
 printf 'Sampler 3.10.02\n\nRead the update notes for what changed.\n' >"$S/Readme.txt"
-crlf "$S/RelInfoRemote.rel" \
-  '; files of the Sampler folder' '' 'Sampler.exe; 3.10.02' 'sampler.chm;1.04.00;help pages' \
-  'Plugins\Filter.dll  ;  2.00.07 ;' 'Readme.txt'
 cat >"$S/LatestUpdate.html" <<'HTML'
 <html><head><title>Sampler release 3.10.02</title></head>
 <body><h1>Sampler 3.10.02</h1>
 <p>What is new in this release:</p>
 <ul><li>Sampler.exe 3.10.02: faster start &amp; smaller memory use</li>
-<li>sampler.chm 1.04.00: help pages for the new filters</li>
+<li>sampler.chm 3.10.02: help pages for the new filters</li>
 <li>Readme.txt: new</li></ul>
-<p>Plugins\Filter.dll stays at 2.00.07.</p></body></html>
+<p>Plugins/Filter.dll stays at 2.00.07.</p></body></html>
 HTML
+# The vendor signs release 2: a key pair, then the revision file (versions by
+# content against release 1), the manifest and its signature.
+mkdir -p "$DEMO/keys"
+show "korautoupdate keygen --key $DEMO/keys/sampler.key"
+PUBLIC_KEY=$("$KAU" keygen --key "$DEMO/keys/sampler.key" 2>/dev/null)
+echo "  public key: $PUBLIC_KEY"
+show "korautoupdate publish --dir $S --previous $INSTALL/RelInfoLocal.rel --version 3.10.02 --key ..."
+"$KAU" publish --dir "$S" --previous "$INSTALL/RelInfoLocal.rel" --version 3.10.02 \
+  --key "$DEMO/keys/sampler.key" | sed 's/^/  /'
+sed 's/\r$//' "$S/RelInfoRemote.rel" | sed 's/^/  RelInfoRemote.rel: /'
+# The library takes the key from the environment here instead of a build with
+# -DKAU_PUBLIC_KEY; the number of the accepted release goes to the demo's store.
+export KORAUTOUPDATE_PUBLIC_KEY=$PUBLIC_KEY XDG_CONFIG_HOME=$DEMO/config
 echo "installation (release 1): $INSTALL"
 echo "server files (release 2):  $S"
 
@@ -118,8 +129,9 @@ run() { # runs korautoupdate, prints its exit status, never stops the demo
 
 APP=$INSTALL/Sampler.exe
 if [ "$GUI" = 1 ]; then
-  # A reminder store of the demo's own: the first start is a product's first use, so it checks.
-  export XDG_CONFIG_HOME=$DEMO/config PATH=$ROOT/$BUILD/installer:$PATH
+  # A reminder store of the demo's own (XDG_CONFIG_HOME): the first start is a product's first
+  # use, so it checks.
+  export PATH=$ROOT/$BUILD/installer:$PATH
   step "The example host, release 3.10.01"
   cat <<'TEXT'
 A second after the start the reminder asks about the new files: answer Yes.
@@ -172,6 +184,12 @@ sed 's/\r$//' "$INSTALL/RelInfoLocal.rel" | sed 's/^/  /'
 
 step "7. Check once more: release 2 is offered again"
 run check --product "$PRODUCT" --app "$APP" --no
+
+step "8. A file changed on the server after signing is refused, the installed one stays"
+printf 'tampered\n' >>"$S/sampler.chm"
+run update --product "$PRODUCT" --app "$APP" --no
+show "cat sampler.chm"
+sed 's/^/  /' "$INSTALL/sampler.chm"
 
 step "Done"
 echo "The sample installation stays in $INSTALL; the server has been stopped."

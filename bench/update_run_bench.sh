@@ -2,7 +2,8 @@
 # Times the update run against a local FTP server (pyftpdlib) next to curl
 # fetching the same files over one connection in active mode, in alternating
 # pairs, and reports the medians, the median of the pairs' ratios and the
-# run's peak memory.
+# run's peak memory, first without a manifest, then with a signed one (every
+# file hashed and checked, the signature checked with the key).
 #
 #   bench/update_run_bench.sh [pairs]      (default 5)
 #
@@ -16,13 +17,15 @@ REPS=${1:-5}
 # DRIVER may name an already built driver; otherwise it is built here.
 if [ -z "${DRIVER:-}" ]; then
   cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKAU_BUILD_TESTS=OFF >/dev/null
-  ninja -C "$BUILD" kau_flows >/dev/null
+  ninja -C "$BUILD" kau_flows korautoupdate_cli >/dev/null
   DRIVER=$BUILD/update_run_bench
   g++ -std=c++20 -O2 -I"$ROOT/src" "$ROOT/bench/update_run_bench.cpp" -o "$DRIVER" \
-    "$BUILD/src/flows/libkau_flows.a" "$BUILD/src/server/libkau_server.a" \
-    "$BUILD/src/catalogue/libkau_catalogue.a" "$BUILD/src/textfile/libkau_textfile.a" \
-    "$BUILD/src/platform/libkau_platform.a" "$BUILD/src/textfile/libkau_textfile.a" -lcurl
+    "$BUILD/src/flows/libkau_flows.a" "$BUILD/src/trust/libkau_trust.a" \
+    "$BUILD/src/server/libkau_server.a" "$BUILD/src/catalogue/libkau_catalogue.a" \
+    "$BUILD/src/reminder/libkau_settings.a" "$BUILD/src/textfile/libkau_textfile.a" \
+    "$BUILD/src/platform/libkau_platform.a" -lcurl -lcrypto $(pkg-config --libs Qt6Core)
 fi
+KORAUTOUPDATE=${KORAUTOUPDATE:-$BUILD/cli/korautoupdate}
 
 WORK=$(mktemp -d /tmp/kau-bench.XXXXXX)
 SERVER_PID=
@@ -59,6 +62,7 @@ PY
 SERVER_PID=$!
 for _ in $(seq 1 500); do [ -s "$WORK/port" ] && break; sleep 0.01; done
 PORT=$(cat "$WORK/port")
+export XDG_CONFIG_HOME=$WORK/config # the accepted release number goes here
 export KORAUTOUPDATE_FTP_SERVER=127.0.0.1:$PORT KORAUTOUPDATE_FTP_USER=$USER_NAME \
        KORAUTOUPDATE_FTP_PASSWORD=$PASSWORD
 
@@ -87,6 +91,7 @@ run_case() {
     local t0 t1 t2 t3 line
     t0=$(now)
     line=$("$DRIVER" "$key" "$WORK/install")
+    [[ $line == *" failed=0 "* ]] || { echo "the run failed: $line"; exit 1; }
     t1=$(now)
     t2=$(now)
     curl_case "$key" "$WORK/curl"
@@ -111,5 +116,14 @@ run_case() {
 
 median() { printf '%s\n' "$@" | sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
-run_case Bench500 "(a) 500 x 16 KiB"
-run_case Bench256 "(b) 1 x 256 MiB"
+run_case Bench500 "(a) 500 x 16 KiB, no manifest"
+run_case Bench256 "(b) 1 x 256 MiB, no manifest"
+
+# The same releases signed; the run checks signature, sizes and hashes.
+"$KORAUTOUPDATE" keygen --key "$WORK/release.key" > "$WORK/public.key" 2>/dev/null
+for key in Bench500 Bench256; do
+  "$KORAUTOUPDATE" publish --dir "$WORK/root/$key" --version 1.00.00 --key "$WORK/release.key" >/dev/null
+done
+export KORAUTOUPDATE_PUBLIC_KEY=$(cat "$WORK/public.key")
+run_case Bench500 "(a) 500 x 16 KiB, signed manifest"
+run_case Bench256 "(b) 1 x 256 MiB, signed manifest"

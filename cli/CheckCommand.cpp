@@ -36,7 +36,10 @@ int runCheck(const CommandLine& line, std::ostream& out, std::ostream& err)
             err << "korautoupdate: the release notes could not be fetched\n";
     };
     UpdateCheck check(client, app.installDir, showNotes);
-    switch (check.run(line.productKey, app.installDir, app.exeName, false)) {
+    const UpdateCheck::Outcome outcome = check.run(line.productKey, app.installDir, app.exeName, false);
+    if (!check.refusal().empty())
+        err << "korautoupdate: release refused: " << check.refusal() << "\n";
+    switch (outcome) {
     case UpdateCheck::Outcome::UpToDate:
         return kExitOk;
     case UpdateCheck::Outcome::NewFiles:

@@ -11,7 +11,8 @@ struct Option {
     bool takesValue;
 };
 
-constexpr Option kServerOptions[] = {{"--server", true}, {"--user", true}, {"--password", true}};
+constexpr Option kServerOptions[] = {{"--server", true}, {"--user", true}, {"--password", true},
+                                     {"--public-key", true}};
 
 std::vector<Option> optionsOf(Command command)
 {
@@ -33,6 +34,13 @@ std::vector<Option> optionsOf(Command command)
     case Command::Restores:
         options.insert(options.end(), {{"--app", true}, {"--files", true}});
         break;
+    case Command::Keygen:
+        options.insert(options.end(), {{"--key", true}});
+        break;
+    case Command::Publish:
+        options.insert(options.end(), {{"--dir", true}, {"--previous", true}, {"--version", true},
+                                       {"--key", true}});
+        break;
     case Command::Notes:
     case Command::None:
         break;
@@ -52,6 +60,10 @@ Command commandNamed(const std::string& name)
         return Command::Restores;
     if (name == "notes")
         return Command::Notes;
+    if (name == "keygen")
+        return Command::Keygen;
+    if (name == "publish")
+        return Command::Publish;
     return Command::None;
 }
 
@@ -79,6 +91,16 @@ std::string apply(CommandLine& line, const std::string& name, const std::string&
         line.user = value;
     else if (name == "--password")
         line.password = value;
+    else if (name == "--public-key")
+        line.publicKey = value;
+    else if (name == "--key")
+        line.keyFile = value;
+    else if (name == "--dir")
+        line.releaseDirectory = value;
+    else if (name == "--previous")
+        line.previousRevisions = value;
+    else if (name == "--version")
+        line.releaseVersion = value;
     return {};
 }
 
@@ -86,6 +108,13 @@ std::string checkRequired(const CommandLine& line)
 {
     if (line.command == Command::Notes)
         return line.page.empty() ? "PATH or URL of the page is required" : "";
+    if (line.command == Command::Keygen)
+        return line.keyFile.empty() ? "--key FILE is required" : "";
+    if (line.command == Command::Publish) {
+        if (line.releaseDirectory.empty())
+            return "--dir RELEASE_DIR is required";
+        return line.releaseVersion.empty() ? "--version X.YY.ZZ is required" : "";
+    }
     const bool needsProduct = line.command == Command::Check || line.command == Command::Update;
     if (needsProduct && line.productKey.empty())
         return "--product KEY is required";
@@ -110,6 +139,8 @@ std::string commandName(Command command)
     case Command::Restore: return "restore";
     case Command::Restores: return "restores";
     case Command::Notes: return "notes";
+    case Command::Keygen: return "keygen";
+    case Command::Publish: return "publish";
     case Command::None: break;
     }
     return {};
@@ -187,7 +218,9 @@ std::string helpText(Command command)
     const std::string server =
         "  --server HOST[:PORT]  update server (default: built in, or KORAUTOUPDATE_FTP_SERVER)\n"
         "  --user NAME           FTP account (or KORAUTOUPDATE_FTP_USER)\n"
-        "  --password TEXT       FTP password (or KORAUTOUPDATE_FTP_PASSWORD)\n";
+        "  --password TEXT       FTP password (or KORAUTOUPDATE_FTP_PASSWORD)\n"
+        "  --public-key KEY      releases must be signed with KEY (default: built in,\n"
+        "                        or KORAUTOUPDATE_PUBLIC_KEY)\n";
     switch (command) {
     case Command::Check:
         return "usage: korautoupdate check --product KEY --app PATH [--yes|--no] [server options]\n"
@@ -262,6 +295,32 @@ std::string helpText(Command command)
                "http:, https: or ftp: URL. Scripts, styles and comments are left out.\n"
                "\n"
                "exit status: 0 printed, 1 the page could not be read, 2 bad usage\n";
+    case Command::Keygen:
+        return "usage: korautoupdate keygen --key FILE\n"
+               "\n"
+               "Makes an Ed25519 key pair for signing releases. Writes the private key to\n"
+               "FILE (readable by its owner only; an existing FILE is left alone) and\n"
+               "prints the public key, the value of the CMake cache entry KAU_PUBLIC_KEY\n"
+               "and of --public-key.\n"
+               "\n"
+               "exit status: 0 written, 1 FILE exists or can't be written, 2 bad usage\n";
+    case Command::Publish:
+        return "usage: korautoupdate publish --dir RELEASE_DIR --version X.YY.ZZ\n"
+               "                             [--previous OLD_RelInfoRemote.rel] [--key FILE]\n"
+               "\n"
+               "Writes into RELEASE_DIR what the server's product directory needs besides\n"
+               "the files: RelInfoRemote.rel, where a file unchanged since the previous\n"
+               "release keeps its version and a changed or new one gets X.YY.ZZ, the\n"
+               "manifest Release.manifest with the next sequence number and, with --key,\n"
+               "its signature Release.manifest.sig.\n"
+               "\n"
+               "  --dir RELEASE_DIR     the files of the release, as they are to be installed\n"
+               "  --version X.YY.ZZ     the version of changed and new files\n"
+               "  --previous FILE       the previous release's RelInfoRemote.rel\n"
+               "  --key FILE            the private key from 'korautoupdate keygen'\n"
+               "\n"
+               "exit status: 0 written, 1 something could not be read or written,\n"
+               "             2 bad usage\n";
     case Command::None:
         break;
     }
@@ -275,6 +334,8 @@ std::string helpText(Command command)
            "  restore    go back to the state before an update\n"
            "  restores   list the restore directories, or the files of one\n"
            "  notes      print a release notes page as plain text\n"
+           "  keygen     make a key pair for signing releases\n"
+           "  publish    write the revision file, manifest and signature of a release\n"
            "\n"
            "'korautoupdate <command> --help' shows the options of a command,\n"
            "'korautoupdate --version' the version.\n";

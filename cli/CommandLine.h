@@ -7,7 +7,7 @@
 
 namespace kau::cli {
 
-enum class Command { None, Check, Update, Restore, Restores, Notes };
+enum class Command { None, Check, Update, Restore, Restores, Notes, Keygen, Publish };
 
 // How a question of the flows is answered.
 enum class Answer { Ask, Yes, No };
@@ -25,6 +25,11 @@ struct CommandLine {
     std::optional<std::string> server;       // --server HOST[:PORT]
     std::optional<std::string> user;         // --user
     std::optional<std::string> password;     // --password
+    std::optional<std::string> publicKey;    // --public-key (check, update)
+    std::string keyFile;          // --key: keygen's output, publish's signing key
+    std::string releaseDirectory; // publish --dir
+    std::string previousRevisions; // publish --previous
+    std::string releaseVersion;   // publish --version
 };
 
 struct ParseResult {
@@ -41,7 +46,8 @@ std::string helpText(Command command);
 // "korautoupdate VERSION", one line.
 std::string versionText();
 
-// "check", "update", "restore", "restores", "notes"; empty for None.
+// "check", "update", "restore", "restores", "notes", "keygen", "publish";
+// empty for None.
 std::string commandName(Command command);
 
 } // namespace kau::cli

@@ -1,5 +1,6 @@
 // korautoupdate: the console front end of the update check, the update run,
-// the restore run, the restore archive and the release notes.
+// the restore run, the restore archive, the release notes and the signing
+// of releases.
 #include "CheckCommand.h"
 #include "CommandLine.h"
 #include "ConsoleBox.h"
@@ -7,6 +8,8 @@
 #include "RestoreCommand.h"
 #include "NotesCommand.h"
 #include "RestoresCommand.h"
+#include "KeygenCommand.h"
+#include "PublishCommand.h"
 #include "UpdateCommand.h"
 #include "flows/ApplicationPath.h"
 
@@ -32,6 +35,8 @@ void applyServerOptions(const kau::cli::CommandLine& line)
         ::setenv("KORAUTOUPDATE_FTP_USER", line.user->c_str(), 1);
     if (line.password)
         ::setenv("KORAUTOUPDATE_FTP_PASSWORD", line.password->c_str(), 1);
+    if (line.publicKey)
+        ::setenv("KORAUTOUPDATE_PUBLIC_KEY", line.publicKey->c_str(), 1);
 }
 
 // check and update write into the install directory; a path whose directory
@@ -90,6 +95,8 @@ int main(int argc, char** argv)
         case Command::Restore: status = runRestore(line, std::cout, std::cerr); break;
         case Command::Restores: status = runRestores(line, std::cout, std::cerr); break;
         case Command::Notes: status = runNotes(line, std::cout, std::cerr); break;
+        case Command::Keygen: status = runKeygen(line, std::cout, std::cerr); break;
+        case Command::Publish: status = runPublish(line, std::cout, std::cerr); break;
         case Command::None: break;
         }
     } catch (const std::exception& e) {

@@ -3,6 +3,7 @@
 #include "ApplicationPath.h"
 
 #include "server/CFtpFileClient.h"
+#include "trust/ReleaseTrust.h"
 
 namespace kau {
 namespace {
@@ -12,8 +13,12 @@ bool fetchAndShow(CFtpFileClient& client, const std::string& productKey, std::st
 {
     if (!client.ChangeDirectory(productKey) || !client.FindFile(kReleaseNotesPage))
         return false;
+    // The page of an untrusted release is not shown either.
+    ReleaseTrust trust(productKey);
+    if (!trust.Load(client))
+        return false;
     installDir = ApplicationPath::orCurrentDirectory(installDir);
-    if (!client.DownloadFile(kReleaseNotesPage, installDir))
+    if (!client.DownloadFile(kReleaseNotesPage, installDir, {}, trust.CheckOf(kReleaseNotesPage).get()))
         return false;
     if (show) {
         std::string page = std::move(installDir);

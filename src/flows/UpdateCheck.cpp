@@ -12,6 +12,7 @@
 #include "platform/PartFile.h"
 #include "resources/Strings.h"
 #include "server/CFtpFileClient.h"
+#include "trust/ReleaseTrust.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -42,6 +43,8 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
     qCInfo(lcCheck, "check of %s for %s", productKey.c_str(), installDir.c_str());
     bool failed = false;
     bool yes = false;
+    ReleaseTrust trust(productKey);
+    m_refusal.clear();
     Outcome outcome = Outcome::Silent;
     try {
         if (m_clientBusy || !m_client.Connect("", "", "")) {
@@ -49,7 +52,12 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
         } else {
             if (!m_client.ChangeDirectory(productKey) || !m_client.FindFile(kRemoteRevisionFile)) {
                 failed = true;
-            } else if (m_client.DownloadFile(kRemoteRevisionFile, installDir)) {
+            } else if (!trust.Load(m_client)) {
+                qCWarning(lcCheck, "release refused: %s", trust.reason().c_str());
+                m_refusal = trust.reason(); // an untrusted release: an unusable server
+                failed = true;
+            } else if (m_client.DownloadFile(kRemoteRevisionFile, installDir, {},
+                                             trust.CheckOf(kRemoteRevisionFile).get())) {
                 // The remote list is judged line by line against the local
                 // one and not kept: the message needs only its first new
                 // entries, and one more to know there are more. A name the

@@ -31,6 +31,8 @@ public:
     // The client serves another flow at the moment: the check doesn't touch
     // it and takes the road of a connection that failed.
     void setClientBusy(bool busy) { m_clientBusy = busy; }
+    // Why the last run did not trust the server's release; empty when it did.
+    const std::string& refusal() const { return m_refusal; }
 
     // Removes every file directly in directory that a run left behind: the
     // staged ("upd_") files and unfinished downloads (".NAME.part-XXXXXX").
@@ -46,6 +48,7 @@ private:
     std::string m_sweepDirectory;
     std::function<void()> m_onYes;
     bool m_clientBusy = false;
+    std::string m_refusal;
 };
 
 } // namespace kau

@@ -15,6 +15,7 @@
 #include "platform/FileCopy.h"
 #include "platform/LogCategories.h"
 #include "server/CFtpFileClient.h"
+#include "trust/ReleaseTrust.h"
 
 #include <ctime>
 #include <filesystem>
@@ -147,6 +148,16 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             }
             if (stopped())
                 return;
+            // An untrusted release is no usable revision file either.
+            ReleaseTrust trust(productKey);
+            if (!trust.Load(client)) {
+                qCWarning(lcRun, "release refused: %s", trust.reason().c_str());
+                result.reason = "release refused: " + trust.reason();
+                result.outcome = Outcome::NoRevisionFile;
+                return;
+            }
+            if (stopped())
+                return;
 
             // This run's restore directory, with the local revision file as it
             // stands before the run.
@@ -155,7 +166,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             result.outcome = Outcome::RevisionFileFailed;
             if (stopped())
                 return;
-            if (!client.DownloadFile(kRemoteRevisionFile, installDir)) {
+            if (!client.DownloadFile(kRemoteRevisionFile, installDir, {},
+                                     trust.CheckOf(kRemoteRevisionFile).get())) {
                 result.reason = withCause(std::string(kRemoteRevisionFile) + " did not arrive", client);
                 return;
             }
@@ -216,7 +228,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     KeepOldCopy(installDir, result.restoreDirectory, name);
                     StageFile(installed);
                     return true;
-                });
+                }, trust.CheckOf(name).get());
                 if (arrived) {
                     // A file that replaces another takes its mode; a new one
                     // is runnable when it is a program.

@@ -85,6 +85,10 @@ struct FtpCallbacks {
     {
         auto* client = static_cast<CFtpFileClient*>(self);
         const size_t total = size * count;
+        if (client->m_check && !client->m_check->Accept(data, total)) {
+            client->m_strLocalFailure = client->m_strLocalTarget + ": more than its listed size";
+            return 0; // refused: the transfer stops here
+        }
         size_t done = 0;
         while (done < total) {
             const ssize_t n = ::write(client->m_fd, data + done, total - done);
@@ -111,6 +115,18 @@ struct FtpCallbacks {
     static size_t writeToString(char* data, size_t size, size_t count, void* target)
     {
         static_cast<std::string*>(target)->append(data, size * count);
+        return size * count;
+    }
+    struct Bounded {
+        std::string* text;
+        size_t limit;
+    };
+    static size_t writeToBoundedString(char* data, size_t size, size_t count, void* target)
+    {
+        auto* bounded = static_cast<Bounded*>(target);
+        if (size * count > bounded->limit - bounded->text->size())
+            return 0;
+        bounded->text->append(data, size * count);
         return size * count;
     }
     static size_t readFromFd(char* data, size_t size, size_t count, void* self)
@@ -540,7 +556,7 @@ std::string CFtpFileClient::CurrentDirectoryUrl() const
 }
 
 bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirectory,
-                                  const std::function<bool()>& beforePlacing)
+                                  const std::function<bool()>& beforePlacing, DownloadCheck* check)
 {
     if (!m_bConnected)
         return false;
@@ -565,11 +581,16 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToFd);
     curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, this);
     m_fd = part.fd();
+    m_check = check;
     m_bDownloading = true;
     const int code = perform();
     m_bDownloading = false;
+    m_check = nullptr;
     m_fd = -1;
-    bool done = code == CURLE_OK && (!beforePlacing || beforePlacing());
+    const bool refused = code == CURLE_OK && check && !check->Complete();
+    if (refused)
+        m_strLocalFailure = localPath + ": not its listed size and SHA-256";
+    bool done = code == CURLE_OK && !refused && (!beforePlacing || beforePlacing());
     if (done && !part.Commit()) {
         noteLocalFailure(localPath, errno);
         done = false;
@@ -578,8 +599,28 @@ bool CFtpFileClient::DownloadFile(std::string remoteName, std::string localDirec
         qCInfo(lcFtp, "fetched %s into %s", remote.c_str(), localDirectory.c_str());
     else
         qCWarning(lcFtp, "fetching %s into %s failed: %s", remote.c_str(), localDirectory.c_str(),
-                  code == CURLE_OK ? "the file was not put in place" : lastError(code).c_str());
-    return done;
+                  !m_strLocalFailure.empty() ? m_strLocalFailure.c_str()
+                  : code == CURLE_OK ? "the file was not put in place" : lastError(code).c_str());
+    return done; // the part file goes unless committed; the target stays as it was
+}
+
+bool CFtpFileClient::ReadFile(std::string remoteName, std::string& content, std::size_t maxBytes)
+{
+    content.clear();
+    if (!m_bConnected)
+        return false;
+    FtpCallbacks::Bounded target{&content, maxBytes};
+    resetRequest();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL,
+                     requestUrlOf(m_strDirectory + slashes(remoteName)).c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEFUNCTION, &FtpCallbacks::writeToBoundedString);
+    curl_easy_setopt(easy(m_pSession), CURLOPT_WRITEDATA, &target);
+    const int code = perform();
+    if (code != CURLE_OK) {
+        content.clear();
+        qCInfo(lcFtp, "reading %s failed: %s", remoteName.c_str(), lastError(code).c_str());
+    }
+    return code == CURLE_OK;
 }
 
 bool CFtpFileClient::UploadFile(std::string localPath)

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "server/DownloadCheck.h"
+
 namespace kau {
 
 class CFtpFileClient {
@@ -31,10 +33,16 @@ public:
     bool ChangeDirectory(std::string directory);
     bool FindFile(std::string name);
     // The file arrives under a hidden name and replaces the local one only when
-    // complete. beforePlacing, if given, runs just before that replacement; when
-    // it gives false the download is dropped and the local file stays.
+    // complete. check, if given, sees every byte as it arrives and may stop the
+    // transfer, and at the end judges the whole file; beforePlacing, if given,
+    // runs just before the replacement. When either says no the download is
+    // dropped and the local file stays.
     bool DownloadFile(std::string remoteName, std::string localDirectory,
-                      const std::function<bool()>& beforePlacing = {});
+                      const std::function<bool()>& beforePlacing = {},
+                      DownloadCheck* check = nullptr);
+    // A small file of the current directory into content; false when it
+    // isn't there, doesn't arrive or holds more than maxBytes.
+    bool ReadFile(std::string remoteName, std::string& content, std::size_t maxBytes);
     bool UploadFile(std::string localPath);
     std::string NextFoundFile();
     std::string CurrentDirectory() const;     // "/" or "/dir/sub/", empty when not connected
@@ -103,6 +111,7 @@ private:
     std::string m_strLocalTarget;  // the file being downloaded
     int m_fd = -1;
     bool m_bDownloading = false;
+    DownloadCheck* m_check = nullptr; // of the download in progress
     Progress m_progress;
     std::chrono::milliseconds m_connectTimeout{15000};
     std::chrono::milliseconds m_noProgressTimeout{30000};

@@ -496,3 +496,44 @@ TEST(ConsoleOutput, ControlCharactersFromTheServerArePrintedAsText)
     box.show(" newer:\n\n   3.10.02\x1b]0;x\a\t\t->> a \n", BoxButtons::Ok, BoxIcon::None);
     EXPECT_EQ(boxOut.str(), " newer:\n\n   3.10.02\\x1B]0;x\\x07\t\t->> a \n\n\n");
 }
+
+TEST_F(Cli, KeygenAndPublishMakeASignedReleaseThatUpdateTrustsOnlyWithItsKey)
+{
+    kau::test::TempDir vendor, config; // the accepted release's number goes to config's store
+    const char* oldConfig = std::getenv("XDG_CONFIG_HOME");
+    const std::string savedConfig = oldConfig ? oldConfig : "";
+    ::setenv("XDG_CONFIG_HOME", config.str().c_str(), 1);
+    const std::string key = vendor / "release.key";
+    Result r = korautoupdate({"keygen", "--key", key});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string publicKey = r.out.substr(0, r.out.find('\n'));
+    EXPECT_EQ(publicKey.size(), 44u) << r.out;
+    EXPECT_EQ(fs::status(key).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    const std::string pem = readFile(key);
+    r = korautoupdate({"keygen", "--key", key});
+    EXPECT_EQ(r.status, 1) << "an existing key is never overwritten";
+    EXPECT_EQ(readFile(key), pem);
+
+    // Release 2 of the server's product directory, after release 1 as installed.
+    fs::remove(server / "Sampler/RelInfoRemote.rel");
+    r = korautoupdate({"publish", "--dir", server / "Sampler", "--previous", install / "RelInfoLocal.rel",
+                       "--version", "3.10.02", "--key", key});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "release 1: 4 files, 3 at 3.10.02, signed\n");
+    EXPECT_THAT(server.read("Sampler/RelInfoRemote.rel"), HasSubstr("Plugins\\Filter.dll; 2.00.07\r\n"));
+
+    r = sampler({"update", "--public-key", publicKey});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(install.read("Sampler.exe"), server.read("Sampler/Sampler.exe"));
+
+    // Another key: the server is not usable, and stderr says why.
+    const std::string otherKey = korautoupdate({"keygen", "--key", vendor / "other.key"}).out;
+    r = sampler({"check", "--public-key", otherKey.substr(0, 44)});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "korautoupdate: release refused: Release.manifest.sig is not a valid signature by the configured key\n");
+    EXPECT_THAT(readFile(config / "Korvane/AutoUpdate.conf"), HasSubstr("ReleaseSequence=1"));
+    if (oldConfig)
+        ::setenv("XDG_CONFIG_HOME", savedConfig.c_str(), 1);
+    else
+        ::unsetenv("XDG_CONFIG_HOME");
+}

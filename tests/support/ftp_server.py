@@ -12,6 +12,7 @@ re-reads these fault switches, files in DIR:
   stall_ms     n      every reply is held back n ms
   stall_retr          RETR is never answered
   stall.NAME          RETR of NAME is never answered, and DIR/stalled is made
+  endless.NAME        RETR of NAME sends bytes without end
   garbage_on   CMD    CMD gets a line that is no FTP reply
   unknown_on   CMD    CMD is answered as a command the server doesn't know
   close_on     CMD    CMD makes the server hang up
@@ -23,7 +24,7 @@ import threading
 import time
 
 from pyftpdlib.authorizers import AuthenticationFailed, DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler
+from pyftpdlib.handlers import FileProducer, FTPHandler, ThrottledDTPHandler
 from pyftpdlib.servers import FTPServer
 
 CONTROL = None
@@ -62,6 +63,18 @@ class DroppingDTP(ThrottledDTPHandler):
         return n
 
 
+class Endless:
+    """A file without end, for a server that never stops sending."""
+    name = "endless"
+    closed = False
+
+    def read(self, size):
+        return b"e" * (size or 65536)
+
+    def close(self):
+        self.closed = True
+
+
 class Handler(FTPHandler):
     dtp_handler = DroppingDTP
     drop_limit = None
@@ -89,6 +102,14 @@ class Handler(FTPHandler):
             later = lambda: self._closed or FTPHandler.pre_process_command(self, line, cmd, arg)
             return self.ioloop.call_later(delay / 1000.0, later)
         FTPHandler.pre_process_command(self, line, cmd, arg)
+
+    def ftp_RETR(self, file):
+        if switch("endless." + os.path.basename(file)) is not None:
+            endless = Endless()
+            self.push_dtp_data(FileProducer(endless, self._current_type), isproducer=True,
+                               file=endless, cmd="RETR")
+            return file
+        return FTPHandler.ftp_RETR(self, file)
 
     def ftp_CWD(self, path):
         refused = {d.strip().strip("/") for d in (switch("refuse_cwd") or "").splitlines()} - {""}

@@ -1,0 +1,271 @@
+// Signed releases against the real FTP server: what a configured key lets in, every tampering it
+// keeps out with the installation as it was, and the manifest's checks without a key.
+#include "UpdateRunTestSupport.h"
+#include "flows/RunLog.h"
+#include "flows/ReleaseNotesFetch.h"
+#include "flows/RunProgress.h"
+#include "flows/UpdateCheck.h"
+#include "flows/UpdateRun.h"
+#include "server/CFtpFileClient.h"
+#include "support/FtpServer.h"
+#include "support/ScriptedBox.h"
+#include "trust/Ed25519.h"
+#include "trust/Manifest.h"
+#include "trust/ReleaseTrust.h"
+#include "trust/Sha256.h"
+
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+using namespace kau;
+using namespace kau::test;
+using Outcome = UpdateRun::Outcome;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+// The names as the sample's revision file spells them.
+const Lines kReleased = {"RelInfoRemote.rel", "LatestUpdate.html", "Sampler.exe", "sampler.chm", "Plugins\\Filter.dll", "Readme.txt"};
+
+struct SignedReleaseTest : ::testing::Test, RunLog, RunProgress {
+    SampleProduct product;
+    FtpServer server{product.server.path()};
+    ScriptedBox box;
+    TempDir config;
+    Lines lines;
+    const ed25519::KeyPair vendor = ed25519::Generate();
+    const std::string oldLocal = product.install.read("RelInfoLocal.rel");
+
+    SignedReleaseTest()
+    {
+        ::setenv("XDG_CONFIG_HOME", config.str().c_str(), 1);
+        ::setenv("KORAUTOUPDATE_PUBLIC_KEY", vendor.publicBase64.c_str(), 1);
+        product.server.write("Sampler/LatestUpdate.html", "<p>release 2</p>");
+    }
+    ~SignedReleaseTest() override { ::unsetenv("KORAUTOUPDATE_PUBLIC_KEY"); }
+
+    void AddLine(const std::string& line) override { lines.push_back(line); }
+    void ReplaceLastLine(const std::string& line) override { lines.back() = line; }
+    void ScrollToEnd() override {}
+    void SetRange(int, int) override {}
+    void SetPosition(int) override {}
+
+    // The manifest of the server's files as they stand now, signed by key (none: unsigned).
+    void publish(std::uint32_t sequence, const std::string& key)
+    {
+        Manifest manifest;
+        manifest.sequence = sequence;
+        for (const std::string& name : kReleased) {
+            std::string path = name;
+            std::replace(path.begin(), path.end(), '\\', '/');
+            const std::string content = product.server.read("Sampler/" + path);
+            Sha256 hash;
+            hash.Add(content.data(), content.size());
+            manifest.entries.push_back({name, hash.FinishHex(), content.size()});
+        }
+        product.server.write("Sampler/Release.manifest", manifest.Text());
+        fs::remove(product.server / "Sampler/Release.manifest.sig");
+        if (!key.empty())
+            product.server.write("Sampler/Release.manifest.sig", ed25519::Sign(key, manifest.Text()) + "\n");
+    }
+    UpdateRun::Result run()
+    {
+        lines.clear();
+        return UpdateRun(*this, *this).run(SampleProduct::kKey, product.install.str(), false);
+    }
+    // The installation as it was before any run, restore directories aside.
+    bool installUntouched() const
+    {
+        return product.install.read("Sampler.exe") == "program release 1\n"
+               && product.install.read("sampler.chm") == "help release 1\n"
+               && product.install.read("RelInfoLocal.rel") == oldLocal && !product.install.exists("Readme.txt");
+    }
+};
+
+const Lines kGoodRun = {"... connect to the KORVANE server", "... set path (Sampler)", "... check remote revision file",
+                        "... check local revision file", "... compare new files", "---- start transfer ----",
+                        "  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Readme.txt", "---- end transfer ----",
+                        "... update local revision file", "  ok!  updated local revision file", "   ",
+                        "  End of download procedure!! "};
+
+} // namespace
+
+TEST_F(SignedReleaseTest, ASignedReleaseInstallsAndItsNumberIsKept)
+{
+    publish(4, vendor.privatePem);
+    const UpdateRun::Result result = run();
+    EXPECT_EQ(result.outcome, Outcome::Transferred) << result.reason;
+    EXPECT_EQ(lines, kGoodRun);
+    for (const std::string name : {"Sampler.exe", "sampler.chm", "Readme.txt"})
+        EXPECT_EQ(product.install.read(name), product.server.read("Sampler/" + name)) << name;
+    EXPECT_EQ(ReleaseTrust::AcceptedSequence("Sampler"), 4u);
+    EXPECT_FALSE(product.install.exists("Release.manifest")) << "read in memory, never put down";
+}
+
+TEST_F(SignedReleaseTest, AnUntrustedReleaseIsAnUnusableServerAndChangesNothing)
+{
+    const Lines refusedLog = {"... connect to the KORVANE server", "... set path (Sampler)", "... check remote revision file",
+                              "   ", "  End of download procedure!! "};
+    const struct {
+        const char* what;
+        std::function<void()> arrange;
+        const char* reason;
+    } cases[] = {
+        {"no manifest", [&] { fs::remove(product.server / "Sampler/Release.manifest"); }, "the server has no Release.manifest"},
+        {"no signature", [&] { publish(5, ""); }, "the server has no Release.manifest.sig"},
+        {"another key", [&] { publish(5, ed25519::Generate().privatePem); }, "is not a valid signature by the configured key"},
+        {"manifest changed after signing", [&] {
+             publish(5, vendor.privatePem);
+             product.server.write("Sampler/Release.manifest", product.server.read("Sampler/Release.manifest") + "\n");
+         }, "is not a valid signature"},
+        {"replayed older release", [&] { publish(2, vendor.privatePem); }, "release 2 is older than release 3 accepted before (rollback)"},
+    };
+    // Release 3 was accepted once (by the check, which installs nothing).
+    publish(3, vendor.privatePem);
+    CFtpFileClient client;
+    UpdateCheck check(client, product.install.str(), nullptr);
+    EXPECT_EQ(check.run("Sampler", product.install.str(), "Sampler.exe", true), UpdateCheck::Outcome::NewFiles);
+    EXPECT_EQ(ReleaseTrust::AcceptedSequence("Sampler"), 3u);
+
+    for (const auto& c : cases) {
+        c.arrange();
+        const UpdateRun::Result result = run();
+        EXPECT_EQ(result.outcome, Outcome::NoRevisionFile) << c.what;
+        EXPECT_NE(result.reason.find(c.reason), std::string::npos) << c.what << ": " << result.reason;
+        EXPECT_EQ(lines, refusedLog) << c.what;
+        EXPECT_TRUE(result.restoreDirectory.empty()) << c.what;
+        EXPECT_TRUE(installUntouched()) << c.what;
+
+        // The check says what it says for an unusable server, and why.
+        const std::size_t boxes = box.count();
+        EXPECT_EQ(check.run("Sampler", product.install.str(), "Sampler.exe", true), UpdateCheck::Outcome::ServerUnusable) << c.what;
+        EXPECT_NE(check.refusal().find(c.reason), std::string::npos) << c.what;
+        ASSERT_EQ(box.count(), boxes + 1);
+        EXPECT_EQ(box.shown().back().text, "No connection to the KORVANE ftp server!\nSwitch off the automatic updates!");
+    }
+    EXPECT_EQ(ReleaseTrust::AcceptedSequence("Sampler"), 3u);
+}
+
+TEST_F(SignedReleaseTest, AFileNotAsListedFailsAloneAndTheRestArrives)
+{
+    publish(1, vendor.privatePem);
+    // One byte changed, same size; and one served without end.
+    std::string program = product.server.read("Sampler/Sampler.exe");
+    program[3] ^= 1;
+    product.server.write("Sampler/Sampler.exe", program);
+    server.serveEndlessly("Readme.txt", true);
+
+    const UpdateRun::Result result = run();
+    EXPECT_EQ(result.outcome, Outcome::Transferred);
+    EXPECT_EQ(result.failedFiles, 2u);
+    EXPECT_EQ(result.reason, "Sampler.exe did not arrive: " + product.install / "Sampler.exe" + ": not its listed size and SHA-256");
+    Lines expected = kGoodRun;
+    expected[6] = " fail!    Sampler.exe";
+    expected[8] = " fail!    Readme.txt";
+    EXPECT_EQ(lines, expected);
+    EXPECT_EQ(product.install.read("sampler.chm"), product.server.read("Sampler/sampler.chm"));
+    // Nothing of either bad file under a real name or half-written beside it; the installed program stays.
+    EXPECT_FALSE(product.install.exists("Readme.txt"));
+    const auto files = filesBelow(product.install.path());
+    for (const auto& [name, content] : files) {
+        EXPECT_NE(content, program) << name;
+        EXPECT_EQ(name.find(".part"), std::string::npos) << name;
+    }
+    EXPECT_EQ(product.install.read("Sampler.exe"), "program release 1\n");
+    EXPECT_FALSE(fs::exists(fs::path(result.restoreDirectory) / "Sampler.exe")) << "nothing replaced, nothing kept";
+    EXPECT_EQ(product.install.read("RelInfoLocal.rel").find("3.10.02"), std::string::npos) << "a failed file is offered again";
+}
+
+TEST_F(SignedReleaseTest, ATamperedRevisionFileIsNotRead)
+{
+    publish(1, vendor.privatePem);
+    product.server.write("Sampler/RelInfoRemote.rel", revisionFile({"Sampler.exe; 3.10.02", "Evil.so; 1.00"}));
+    product.server.write("Sampler/Evil.so", "evil");
+    const UpdateRun::Result result = run();
+    EXPECT_EQ(result.outcome, Outcome::RevisionFileFailed);
+    EXPECT_TRUE(installUntouched());
+    EXPECT_FALSE(product.install.exists("Evil.so"));
+    EXPECT_FALSE(product.install.exists("RelInfoRemote.rel"));
+}
+
+TEST_F(SignedReleaseTest, WithoutAKeyAManifestStillChecksEveryFile)
+{
+    ::unsetenv("KORAUTOUPDATE_PUBLIC_KEY");
+    publish(1, ""); // no signature is asked for
+    product.server.write("Sampler/RelInfoRemote.rel", product.server.read("Sampler/RelInfoRemote.rel") + "Unlisted.txt; 1.0\r\n");
+    product.server.write("Sampler/Unlisted.txt", "unlisted");
+    const UpdateRun::Result result = run();
+    EXPECT_EQ(result.outcome, Outcome::RevisionFileFailed) << "the revision file changed after its manifest";
+    EXPECT_TRUE(installUntouched());
+
+    publish(1, "");
+    product.server.write("Sampler/sampler.chm", "help release 2, but not as listed\n");
+    EXPECT_EQ(run().outcome, Outcome::Transferred);
+    EXPECT_TRUE(std::find(lines.begin(), lines.end(), " fail!    sampler.chm") != lines.end());
+    EXPECT_TRUE(std::find(lines.begin(), lines.end(), " fail!    Unlisted.txt") != lines.end());
+    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "  ok!    Sampler.exe") != lines.end());
+    EXPECT_FALSE(product.install.exists("Unlisted.txt"));
+    EXPECT_EQ(ReleaseTrust::AcceptedSequence("Sampler"), 0u);
+}
+
+TEST_F(SignedReleaseTest, TheNotesPageIsShownOnlyAsListed)
+{
+    publish(1, vendor.privatePem);
+    CFtpFileClient client;
+    std::string shown;
+    const auto show = [&](const std::string& page) { shown = readFile(page); };
+    ASSERT_TRUE(FetchReleaseNotes(client, "Sampler", product.install.str(), show));
+    EXPECT_EQ(shown, "<p>release 2</p>");
+
+    shown.clear();
+    product.server.write("Sampler/LatestUpdate.html", "<p>release 2</p><script>evil()</script>");
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", product.install.str(), show));
+    EXPECT_EQ(shown, "");
+    EXPECT_EQ(product.install.read("LatestUpdate.html"), "<p>release 2</p>") << "the page shown before stays";
+
+    fs::remove(product.server / "Sampler/Release.manifest.sig");
+    product.server.write("Sampler/LatestUpdate.html", "<p>release 2</p>");
+    EXPECT_FALSE(FetchReleaseNotes(client, "Sampler", product.install.str(), show)) << "unsigned";
+    EXPECT_EQ(shown, "");
+}
+
+TEST_F(SignedReleaseTest, ASignatureMakesNoHostileNameSafe)
+{
+    // The vendor's key signs names that lead out of the installation: they are refused all the same.
+    TempDir outside;
+    outside.write("victim.txt", "victim\n");
+    const std::string out = outside.path().filename().string();
+    fs::create_directory_symlink(outside.path(), product.install / "Shared");
+    const Lines hostile = {"../" + out + "/victim.txt", outside / "victim.txt", "a\\..\\..\\" + out + "\\victim.txt",
+                           "Shared/victim.txt"};
+    Lines remote = {"Sampler.exe; 3.10.02"};
+    for (const std::string& name : hostile)
+        remote.push_back(name + "; 1.0");
+    product.server.write("Sampler/RelInfoRemote.rel", revisionFile(remote));
+    Manifest manifest;
+    manifest.sequence = 1;
+    for (const auto& [name, content] : std::vector<std::pair<std::string, std::string>>{
+             {"RelInfoRemote.rel", product.server.read("Sampler/RelInfoRemote.rel")},
+             {"Sampler.exe", product.server.read("Sampler/Sampler.exe")}}) {
+        Sha256 hash;
+        hash.Add(content.data(), content.size());
+        manifest.entries.push_back({name, hash.FinishHex(), content.size()});
+    }
+    // Each served where the client would ask for it, and listed as served.
+    const std::string evil = "evil!!\n";
+    for (const std::string& at : Lines{out + "/victim.txt", "Sampler/Shared/victim.txt", "Sampler" + outside / "victim.txt"})
+        product.server.write(at, evil);
+    Sha256 evilHash;
+    evilHash.Add(evil.data(), evil.size());
+    const std::string evilHex = evilHash.FinishHex();
+    for (const std::string& name : hostile)
+        manifest.entries.push_back({name, evilHex, evil.size()});
+    product.server.write("Sampler/Release.manifest", manifest.Text());
+    product.server.write("Sampler/Release.manifest.sig", ed25519::Sign(vendor.privatePem, manifest.Text()));
+
+    const UpdateRun::Result result = run();
+    EXPECT_EQ(result.outcome, Outcome::Transferred) << result.reason;
+    EXPECT_EQ(result.failedFiles, hostile.size());
+    EXPECT_EQ(product.install.read("Sampler.exe"), product.server.read("Sampler/Sampler.exe"));
+    EXPECT_EQ(filesBelow(outside.path()), (std::map<std::string, std::string>{{"victim.txt", "victim\n"}}));
+}
