@@ -150,11 +150,11 @@ bool StaysInside(const std::string& installDir, const std::string& relative)
     return !root.empty() && !hasParentStep(relative) && landsInside(root + "/" + relative, root, kLinkDepth);
 }
 
-bool KeepSafeNames(const std::string& installDir, RemoteRevisionList& list)
+void DropEntries(RemoteRevisionList& list, const std::vector<bool>& dropped)
 {
     std::size_t kept = 0;
     for (std::size_t i = 0; i < list.m_aNames.size(); ++i) {
-        if (!IsSafeInstallName(installDir, list.m_aNames[i]))
+        if (i < dropped.size() && dropped[i])
             continue;
         if (kept != i) {
             list.m_aNames[kept] = std::move(list.m_aNames[i]);
@@ -170,7 +170,6 @@ bool KeepSafeNames(const std::string& installDir, RemoteRevisionList& list)
         list.m_aVersions.resize(kept);
     if (list.m_aTransferred.size() > kept)
         list.m_aTransferred.resize(kept);
-    return kept != 0;
 }
 
 std::string EscapeControls(const std::string& text, std::string_view kept)

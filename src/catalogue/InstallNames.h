@@ -9,6 +9,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kau {
 
@@ -20,9 +21,9 @@ bool IsSafeInstallName(const std::string& installDir, const std::string& name);
 // not exist yet would be made inside its existing parent.
 bool StaysInside(const std::string& installDir, const std::string& relative);
 
-// Removes the names IsSafeInstallName refuses from the list. True if any
-// name is left.
-bool KeepSafeNames(const std::string& installDir, RemoteRevisionList& list);
+// Removes the entries whose index is marked in dropped (names, versions and
+// transferred marks alike).
+void DropEntries(RemoteRevisionList& list, const std::vector<bool>& dropped);
 
 // The text with each control character (C0, DEL and the UTF-8 C1 range)
 // written as \xHH; characters in `kept` stay as they are.

@@ -21,6 +21,7 @@
 #include <filesystem>
 #include <optional>
 #include <system_error>
+#include <vector>
 
 namespace kau {
 namespace {
@@ -196,13 +197,15 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             m_progress.SetRange(0, static_cast<int>(remote.m_aNames.size()) + 1);
             m_log.AddLine("---- start transfer ----");
 
+            std::vector<bool> refused(remote.m_aNames.size());
             for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
                 const std::string& name = remote.m_aNames[i];
                 const std::string installed = LocalPath(installDir, name);
                 if (stopped())
                     return;
                 if (!IsSafeInstallName(installDir, name)) {
-                    // Never archived, staged or written; the run goes on.
+                    // Never archived, staged, written or recorded; the run goes on.
+                    refused[i] = true;
                     m_progress.SetPosition(static_cast<int>(i) + 1);
                     m_log.AddLine(" fail!    " + EscapeControls(name));
                     ++result.failedFiles;
@@ -257,7 +260,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             m_log.AddLine("... update local revision file");
             if (stopped())
                 return;
-            KeepSafeNames(installDir, remote); // a refused name is not recorded either
+            DropEntries(remote, refused);
             result.revisionsWritten = UpdateLocalRevisions(local, remote, localRevisions);
             if (!result.revisionsWritten && result.reason.empty())
                 result.reason = localRevisions + " could not be written";
