@@ -13,9 +13,10 @@ std::string fromEnvironment(const char* name, const char* fallback)
 
 ServerAccount ServerAccount::builtIn()
 {
-    return {fromEnvironment("KORAUTOUPDATE_FTP_SERVER", KAU_FTP_SERVER),
-            fromEnvironment("KORAUTOUPDATE_FTP_USER", KAU_FTP_USER),
-            fromEnvironment("KORAUTOUPDATE_FTP_PASSWORD", KAU_FTP_PASSWORD)};
+    return {fromEnvironment(kServerVariable, KAU_FTP_SERVER),
+            fromEnvironment(kUserVariable, KAU_FTP_USER),
+            fromEnvironment(kPasswordVariable, KAU_FTP_PASSWORD),
+            fromEnvironment(kCaFileVariable, KAU_FTP_CA_FILE)};
 }
 
 } // namespace kau

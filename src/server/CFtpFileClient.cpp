@@ -74,6 +74,23 @@ std::string slashes(std::string text)
     return text;
 }
 
+bool isTlsFailure(int code)
+{
+    switch (code) {
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_SHUTDOWN_FAILED:
+    case CURLE_SSL_CRL_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+        return true;
+    default:
+        return false;
+    }
+}
+
 struct CurlInit {
     CurlInit() { curl_global_init(CURL_GLOBAL_DEFAULT); }
 };
@@ -172,6 +189,7 @@ CFtpFileClient::CFtpFileClient()
     m_strServer = account.server;
     m_strUser = account.user;
     m_strPassword = account.password;
+    m_strCaFile = account.caFile;
     m_pMulti = curl_multi_init();
 }
 
@@ -218,6 +236,32 @@ void CFtpFileClient::applyOptions()
     curl_easy_setopt(h, CURLOPT_CLOSESOCKETFUNCTION, &FtpCallbacks::closeSocket);
     curl_easy_setopt(h, CURLOPT_CLOSESOCKETDATA, this);
     curl_easy_setopt(h, CURLOPT_BUFFERSIZE, kTransferBufferBytes);
+    // TLS, where the server asks for it: its certificate must be valid for
+    // its name and come from a trusted CA, the named ones alone when a CA file
+    // is given. A data connection resumes the control connection's TLS
+    // session, as servers that guard against a stolen data connection demand.
+    curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_easy_setopt(h, CURLOPT_SSL_SESSIONID_CACHE, 1L);
+    curl_easy_setopt(h, CURLOPT_FTPSSLAUTH, static_cast<long>(CURLFTPAUTH_TLS));
+    if (!m_strCaFile.empty()) {
+        curl_easy_setopt(h, CURLOPT_CAINFO, m_strCaFile.c_str());
+        curl_easy_setopt(h, CURLOPT_CAPATH, nullptr);
+    }
+}
+
+void CFtpFileClient::applyServerOptions()
+{
+    CURL* h = easy(m_pSession);
+    // With TLS nothing goes in clear: a server that doesn't offer it fails
+    // the logon before the account is sent.
+    curl_easy_setopt(h, CURLOPT_USE_SSL,
+                     static_cast<long>(m_address.tls ? CURLUSESSL_ALL : CURLUSESSL_NONE));
+    // Active mode for plain FTP. With TLS the data connections are passive:
+    // libcurl before 8.0 puts no TLS on a data connection it accepts (the
+    // transfer hangs), and no NAT or firewall can read the port out of an
+    // encrypted PORT command.
+    curl_easy_setopt(h, CURLOPT_FTPPORT, m_address.tls ? nullptr : "-");
 }
 
 void CFtpFileClient::resetRequest()
@@ -307,7 +351,13 @@ std::string CFtpFileClient::escapedPath(const std::string& serverPath) const
 std::string CFtpFileClient::urlOf(const std::string& serverPath) const
 {
     // serverPath: relative to the logon directory; a trailing "/" names a directory.
-    return "ftp://" + m_strServer + "/" + escapedPath(serverPath);
+    return m_address.url() + "/" + escapedPath(serverPath);
+}
+
+std::string CFtpFileClient::transferUrlOf(const std::string& serverPath) const
+{
+    // TLS or not is the session's option; libcurl's "ftps://" would be TLS from the first byte.
+    return "ftp://" + m_address.hostPort + "/" + escapedPath(serverPath);
 }
 
 std::string CFtpFileClient::requestUrlOf(const std::string& serverPath) const
@@ -316,11 +366,11 @@ std::string CFtpFileClient::requestUrlOf(const std::string& serverPath) const
     // with one CWD, where a path relative to the logon directory would first
     // take it back there on the reused connection.
     if (m_strEntryPath.empty() || m_strEntryPath[0] != '/')
-        return urlOf(serverPath);
+        return transferUrlOf(serverPath);
     std::string entry = m_strEntryPath.substr(1);
     if (!entry.empty() && entry.back() != '/')
         entry += '/';
-    return "ftp://" + m_strServer + "/%2F" + escapedPath(entry + serverPath);
+    return "ftp://" + m_address.hostPort + "/%2F" + escapedPath(entry + serverPath);
 }
 
 std::string CFtpFileClient::lastError(int code) const
@@ -345,6 +395,14 @@ std::string CFtpFileClient::FailureReason() const
         return m_strLocalFailure;
     if (m_lastCode == CURLE_OK)
         return {};
+    if (m_lastCode == CURLE_USE_SSL_FAILED)
+        return "the server does not offer TLS"
+               + (m_strLastReply.empty() ? std::string() : " (it replied \"" + m_strLastReply + "\")");
+    // The TLS layer's own words say which check failed ("SSL certificate
+    // problem: ..."); no earlier message can stand in the buffer, as these
+    // failures come first in a transfer.
+    if (isTlsFailure(m_lastCode) && m_errorBuffer[0] != '\0')
+        return m_errorBuffer;
     // A reply of the server says most; "2xx"/"3xx" replies went well.
     const bool goodReply = m_strLastReply.size() >= 3 && (m_strLastReply[0] == '1'
                            || m_strLastReply[0] == '2' || m_strLastReply[0] == '3');
@@ -373,15 +431,24 @@ bool CFtpFileClient::Connect(std::string server, std::string user, std::string p
         }
         applyOptions();
     }
+    m_address = ServerAddress::parse(m_strServer);
+    applyServerOptions();
     resetRequest();
     m_strDirectory.clear();
-    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, urlOf("").c_str());
+    curl_easy_setopt(easy(m_pSession), CURLOPT_URL, transferUrlOf("").c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_NOBODY, 1L);
-    qCInfo(lcFtp, "logon to ftp://%s as %s", m_strServer.c_str(), m_strUser.c_str());
-    const int code = perform();
+    qCInfo(lcFtp, "logon to %s as %s", m_address.url().c_str(), m_strUser.c_str());
+    const int code = m_address.error.empty() ? perform() : CURLE_URL_MALFORMAT;
     if (code != CURLE_OK) {
-        qCWarning(lcFtp, "logon to %s failed: %s", m_strServer.c_str(), lastError(code).c_str());
-        const std::string text = std::string(kConnectFailed) + "ERROR!  " + lastError(code)
+        if (!m_address.error.empty()) {
+            m_lastCode = code;
+            m_strLocalFailure = m_address.error;
+        }
+        // The server's refusal of TLS says more than libcurl's "SSL level" text.
+        const std::string why = !m_address.error.empty() || code == CURLE_USE_SSL_FAILED
+                                    ? FailureReason() : lastError(code);
+        qCWarning(lcFtp, "logon to %s failed: %s", m_strServer.c_str(), why.c_str());
+        const std::string text = std::string(kConnectFailed) + "ERROR!  " + why
                                  + "\n" + "\n" + "FTP Server: <" + m_strServer + ">";
         if (!m_bAbort) // a logon the user broke off needs no box
             showBox(text, BoxButtons::Ok, BoxIcon::None);
@@ -609,6 +676,18 @@ bool CFtpFileClient::ReadFile(std::string remoteName, std::string& content, std:
     content.clear();
     if (!m_bConnected)
         return false;
+    // Over TLS a data connection opened for a file that isn't there ends
+    // without a TLS goodbye, and OpenSSL then won't resume the session it
+    // used: the next data connection would need a new one, which servers that
+    // demand reuse refuse. So an optional file is asked for on the control
+    // connection first.
+    if (m_address.tls) {
+        const std::string path = slashes(remoteName);
+        const auto slash = path.rfind('/');
+        const std::string dir = slash == std::string::npos ? "" : joined(components(path.substr(0, slash)));
+        if (findPlainName(dir, path.substr(slash + 1)) == 0)
+            return false;
+    }
     FtpCallbacks::Bounded target{&content, maxBytes};
     resetRequest();
     curl_easy_setopt(easy(m_pSession), CURLOPT_URL,

@@ -3,7 +3,10 @@
 // One easy handle (the "session") lives from the first Connect to
 // Disconnect, so one control connection and one logon serve a whole flow.
 // Active mode, binary transfers. The current directory is kept here and
-// checked on the server when it changes. A dead or stalled server turns
+// checked on the server when it changes. An "ftpes://" server is spoken to
+// with explicit TLS only (see ServerAddress), its certificate checked against
+// the named CA file or the system's trusted certificates, and its data
+// connections are passive and protected. A dead or stalled server turns
 // into a failed operation after the connect or no-progress time-out.
 #include <atomic>
 #include <chrono>
@@ -15,6 +18,7 @@
 #include <vector>
 
 #include "server/DownloadCheck.h"
+#include "server/ServerAddress.h"
 
 namespace kau {
 
@@ -46,10 +50,11 @@ public:
     bool UploadFile(std::string localPath);
     std::string NextFoundFile();
     std::string CurrentDirectory() const;     // "/" or "/dir/sub/", empty when not connected
-    std::string CurrentDirectoryUrl() const;  // "ftp://host:port/dir/", empty when not connected
+    std::string CurrentDirectoryUrl() const;  // "ftp://host:port/dir/" (ftpes://), empty when not connected
 
     // Why the last operation failed, for a person to read: the local file's
-    // path and error text, else the server's reply, else the transfer
+    // path and error text or a server setting that names no server, else
+    // what went wrong with TLS, else the server's reply, else the transfer
     // library's message. Empty when nothing is known.
     std::string FailureReason() const;
 
@@ -73,6 +78,7 @@ private:
     friend struct FtpCallbacks; // libcurl's trampolines
 
     void applyOptions();
+    void applyServerOptions(); // what the server's scheme asks for
     void resetRequest();
     int perform(); // a CURLcode
     int performRequest();
@@ -81,8 +87,9 @@ private:
     int findPlainName(const std::string& dir, const std::string& name);
     bool listDirectory(const std::string& dir, std::string& listing);
     std::string escapedPath(const std::string& serverPath) const;
-    std::string urlOf(const std::string& serverPath) const;
-    std::string requestUrlOf(const std::string& serverPath) const; // the same, from the root
+    std::string urlOf(const std::string& serverPath) const;         // for people: with the scheme
+    std::string transferUrlOf(const std::string& serverPath) const; // for libcurl: ftp://
+    std::string requestUrlOf(const std::string& serverPath) const;  // the same, from the root
     std::string lastError(int code) const;
 
     bool m_bConnected = false;
@@ -91,6 +98,8 @@ private:
     std::string m_strServer;
     std::string m_strUser;
     std::string m_strPassword;
+    std::string m_strCaFile;
+    ServerAddress m_address; // m_strServer as understood at the last Connect
     std::string m_strCurrentUrl;
     std::string m_strLastFind;
     std::string m_strDirectory; // relative to the logon directory, "" or "dir/sub/"
@@ -107,7 +116,8 @@ private:
     char m_errorBuffer[256] = {}; // CURL_ERROR_SIZE
     int m_lastCode = 0;           // CURLcode of the last request
     std::string m_strLastReply;   // the server's last reply line in the last request
-    std::string m_strLocalFailure; // "path: error text" when a local file failed
+    std::string m_strLocalFailure; // "path: error text" when a local file failed, or
+                                   // why the server setting names no server
     std::string m_strLocalTarget;  // the file being downloaded
     int m_fd = -1;
     bool m_bDownloading = false;
