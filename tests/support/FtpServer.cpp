@@ -1,5 +1,7 @@
 #include "FtpServer.h"
 
+#include "platform/ServerAccount.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -26,10 +28,30 @@ template <class F> static bool waitUntil(F done, std::chrono::milliseconds limit
 FtpServer::FtpServer(const std::filesystem::path& root, std::string user, std::string password)
     : m_user(std::move(user)), m_password(std::move(password))
 {
-    const std::string rootText = root.string(), control = m_control.str();
-    const char* argv[] = {"/usr/bin/python3", KAU_FTP_SERVER_SCRIPT, "--root", rootText.c_str(),
-                          "--port", "0", "--user", m_user.c_str(), "--password",
-                          m_password.c_str(), "--control", control.c_str(), nullptr};
+    start(root, {});
+}
+
+FtpServer::FtpServer(const std::filesystem::path& root, const Ftps& tls)
+    : m_user("svcfeed"), m_password("mintrav42"), m_tls(true)
+{
+    std::vector<std::string> extra{"--tls", tls.certificate};
+    if (tls.requireSessionReuse)
+        extra.push_back("--require-reuse");
+    start(root, extra);
+    if (!tls.trustedCa.empty())
+        setEnvironment(kCaFileVariable, tls.trustedCa);
+}
+
+void FtpServer::start(const std::filesystem::path& root, std::vector<std::string> extraArguments)
+{
+    std::vector<std::string> args{"/usr/bin/python3", KAU_FTP_SERVER_SCRIPT, "--root", root.string(),
+                                  "--port", "0", "--user", m_user, "--password", m_password,
+                                  "--control", m_control.str()};
+    args.insert(args.end(), extraArguments.begin(), extraArguments.end());
+    std::vector<char*> argv;
+    for (auto& a : args)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
     int out[2];
     if (::pipe2(out, O_CLOEXEC) != 0 || (m_pid = ::fork()) < 0)
         throw std::runtime_error("FtpServer: cannot start python3");
@@ -37,7 +59,7 @@ FtpServer::FtpServer(const std::filesystem::path& root, std::string user, std::s
         ::setpgid(0, 0);
         ::dup2(out[1], STDOUT_FILENO);
         ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
-        ::execv(argv[0], const_cast<char**>(argv));
+        ::execv(argv[0], argv.data());
         ::_exit(127);
     }
     ::close(out[1]);
@@ -54,13 +76,16 @@ FtpServer::FtpServer(const std::filesystem::path& root, std::string user, std::s
         ::waitpid(m_pid, nullptr, 0);
         throw std::runtime_error("FtpServer: the server did not start");
     }
-    for (const auto& [name, value] : {std::pair{"KORAUTOUPDATE_FTP_SERVER", address()},
-                                      std::pair{"KORAUTOUPDATE_FTP_USER", m_user},
-                                      std::pair{"KORAUTOUPDATE_FTP_PASSWORD", m_password}}) {
-        const char* old = std::getenv(name);
-        m_savedEnv.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-        ::setenv(name, value.c_str(), 1);
-    }
+    setEnvironment(kServerVariable, setting());
+    setEnvironment(kUserVariable, m_user);
+    setEnvironment(kPasswordVariable, m_password);
+}
+
+void FtpServer::setEnvironment(const char* name, const std::string& value)
+{
+    const char* old = std::getenv(name);
+    m_savedEnv.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+    ::setenv(name, value.c_str(), 1);
 }
 
 FtpServer::~FtpServer()

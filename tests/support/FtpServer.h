@@ -3,6 +3,8 @@
 // free port, serving root while the object lives. Meanwhile
 // KORAUTOUPDATE_FTP_SERVER/USER/PASSWORD point at it (restored afterwards).
 // Faults switched while it runs take effect from the next command it receives.
+// Made with Ftps it speaks explicit TLS only, and the server setting is
+// "ftpes://127.0.0.1:port".
 #include "TempDir.h"
 
 #include <chrono>
@@ -12,16 +14,25 @@
 
 namespace kau::test {
 
+struct Ftps {
+    std::string certificate;  // the server's certificate and key, one PEM file
+    std::string trustedCa;    // KORAUTOUPDATE_FTP_CA_FILE while the server lives; "" leaves it
+    bool requireSessionReuse = false; // a data connection must resume the control's TLS session
+};
+
 class FtpServer {
 public:
     explicit FtpServer(const std::filesystem::path& root, std::string user = "svcfeed",
                        std::string password = "mintrav42");
+    FtpServer(const std::filesystem::path& root, const Ftps& tls);
     ~FtpServer();
     FtpServer(const FtpServer&) = delete;
     FtpServer& operator=(const FtpServer&) = delete;
 
     int port() const { return m_port; }
     std::string address() const { return "127.0.0.1:" + std::to_string(m_port); }
+    // What KORAUTOUPDATE_FTP_SERVER says: address(), with "ftpes://" for TLS.
+    std::string setting() const { return (m_tls ? "ftpes://" : "") + address(); }
     const std::string& user() const { return m_user; }
     const std::string& password() const { return m_password; }
 
@@ -39,7 +50,8 @@ public:
     void unknownOn(const std::string& cmd);   // answered as an unknown command; "" off
     void closeOn(const std::string& cmd);     // "" off
 
-    // Every command received so far, one line each ("USER svcfeed", "RETR x").
+    // Every command received so far, one line each ("USER svcfeed", "RETR x"),
+    // and with TLS each data connection's handshake ("TLS data resumed", "TLS data new").
     std::vector<std::string> commands() const;
     int loginCount() const;                   // number of USER commands
     // Waits (bounded) until a command starting with prefix was received.
@@ -49,6 +61,8 @@ public:
     static int unusedPort();
 
 private:
+    void start(const std::filesystem::path& root, std::vector<std::string> extraArguments);
+    void setEnvironment(const char* name, const std::string& value);
     void setSwitch(const std::string& name, const std::string& content, bool on);
 
     TempDir m_control; // the switches and commands.log
@@ -56,6 +70,7 @@ private:
     std::string m_password;
     int m_pid = -1;
     int m_port = 0;
+    bool m_tls = false;
     std::vector<std::pair<std::string, std::optional<std::string>>> m_savedEnv;
 };
 

@@ -16,6 +16,13 @@ re-reads these fault switches, files in DIR:
   garbage_on   CMD    CMD gets a line that is no FTP reply
   unknown_on   CMD    CMD is answered as a command the server doesn't know
   close_on     CMD    CMD makes the server hang up
+
+With --tls PEM (certificate chain, then its key) it offers explicit TLS
+(AUTH TLS, PBSZ, PROT) and refuses to log on or open a data connection
+without it. Each data connection's handshake is logged to
+DIR/commands.log as "TLS data resumed" or "TLS data new"; with
+--require-reuse a data connection that does not resume the control
+connection's TLS session is refused with 522.
 """
 import argparse
 import logging
@@ -46,21 +53,27 @@ class Authorizer(DummyAuthorizer):
         DummyAuthorizer.validate_authentication(self, username, password, handler)
 
 
-class DroppingDTP(ThrottledDTPHandler):
+class Dropping:
+    """The fault switches of a data connection."""
+
     def __init__(self, sock, cmd_channel):
         self.write_limit = switch("throttle", int) or 0
-        ThrottledDTPHandler.__init__(self, sock, cmd_channel)
+        super().__init__(sock, cmd_channel)
         self._sent = 0
 
     def send(self, data):
         limit = self.cmd_channel.drop_limit  # set by the RETR that started this transfer
         if limit is None:
-            return ThrottledDTPHandler.send(self, data)
-        n = ThrottledDTPHandler.send(self, data[:limit - self._sent]) if self._sent < limit else 0
+            return super().send(data)
+        n = super().send(data[:limit - self._sent]) if self._sent < limit else 0
         self._sent += n
         if self._sent >= limit:
             self.handle_close()
         return n
+
+
+class DroppingDTP(Dropping, ThrottledDTPHandler):
+    pass
 
 
 class Endless:
@@ -75,16 +88,21 @@ class Endless:
         self.closed = True
 
 
-class Handler(FTPHandler):
+def note(line):
+    if CONTROL is not None:
+        with open(os.path.join(CONTROL, "commands.log"), "a") as f:
+            f.write(line + "\n")
+
+
+class Faults:
+    """The fault switches of the control connection."""
     dtp_handler = DroppingDTP
     drop_limit = None
     auth_failed_timeout = 0
     use_sendfile = False
 
     def pre_process_command(self, line, cmd, arg):
-        if CONTROL is not None:
-            with open(os.path.join(CONTROL, "commands.log"), "a") as f:
-                f.write(line + "\n")
+        note(line)
         for fault, act in (("garbage_on", lambda: self.push("this is no reply\r\n")),
                            ("unknown_on", lambda: self.respond('500 Command "%s" not understood.' % cmd)),
                            ("close_on", self.close)):
@@ -98,10 +116,11 @@ class Handler(FTPHandler):
             each = switch("drop." + name, int)
             self.drop_limit = each if each is not None else switch("drop_after", int)
         delay = switch("stall_ms", int)
+        base = super()
         if delay:
-            later = lambda: self._closed or FTPHandler.pre_process_command(self, line, cmd, arg)
+            later = lambda: self._closed or base.pre_process_command(line, cmd, arg)
             return self.ioloop.call_later(delay / 1000.0, later)
-        FTPHandler.pre_process_command(self, line, cmd, arg)
+        base.pre_process_command(line, cmd, arg)
 
     def ftp_RETR(self, file):
         if switch("endless." + os.path.basename(file)) is not None:
@@ -109,13 +128,43 @@ class Handler(FTPHandler):
             self.push_dtp_data(FileProducer(endless, self._current_type), isproducer=True,
                                file=endless, cmd="RETR")
             return file
-        return FTPHandler.ftp_RETR(self, file)
+        return super().ftp_RETR(file)
 
     def ftp_CWD(self, path):
         refused = {d.strip().strip("/") for d in (switch("refuse_cwd") or "").splitlines()} - {""}
         if self.fs.fs2ftp(path).strip("/") in refused:
             return self.respond("550 No such directory.")
-        return FTPHandler.ftp_CWD(self, path)
+        return super().ftp_CWD(path)
+
+
+class Handler(Faults, FTPHandler):
+    pass
+
+
+def tls_handler(pem, require_reuse):
+    """The handler class of a server that speaks explicit TLS only."""
+    from OpenSSL import SSL
+    from pyftpdlib.handlers import TLS_DTPHandler, TLS_FTPHandler
+
+    class TlsDTP(Dropping, TLS_DTPHandler, ThrottledDTPHandler):
+        def readable(self):
+            # A client may start its handshake before the transfer command
+            # arrives; pyftpdlib (before 1.5.9) then closes the connection.
+            return self._ssl_accepting or super().readable()
+
+        def handle_ssl_established(self):
+            resumed = bool(SSL._lib.SSL_session_reused(self.socket._ssl))
+            note("TLS data " + ("resumed" if resumed else "new"))
+            if require_reuse and not resumed:
+                self.close()  # the transfer fails with 426
+
+    class TlsHandler(Faults, TLS_FTPHandler):
+        dtp_handler = TlsDTP
+        certfile = pem
+        tls_control_required = True
+        tls_data_required = True
+
+    return TlsHandler
 
 
 def main():
@@ -126,12 +175,15 @@ def main():
     p.add_argument("--user", default="svcfeed")
     p.add_argument("--password", default="mintrav42")
     p.add_argument("--control", default=None)
+    p.add_argument("--tls", metavar="PEM", default=None)
+    p.add_argument("--require-reuse", action="store_true")
     args = p.parse_args()
     CONTROL = args.control
-    Handler.authorizer = Authorizer()
-    Handler.authorizer.add_user(args.user, args.password, os.path.abspath(args.root), perm="elradfmwMT")
+    handler = tls_handler(args.tls, args.require_reuse) if args.tls else Handler
+    handler.authorizer = Authorizer()
+    handler.authorizer.add_user(args.user, args.password, os.path.abspath(args.root), perm="elradfmwMT")
     logging.basicConfig(level=logging.DEBUG if os.environ.get("KAU_FTP_DEBUG") else logging.CRITICAL)
-    server = FTPServer(("127.0.0.1", args.port), Handler)
+    server = FTPServer(("127.0.0.1", args.port), handler)
     if CONTROL is not None:  # under a test: end with it, even when it is killed
         parent = os.getppid()
 
