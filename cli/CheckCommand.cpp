@@ -48,6 +48,10 @@ int runCheck(const CommandLine& line, std::ostream& out, std::ostream& err)
         err << "korautoupdate: the remote revision file could not be fetched or read\n";
         return kExitFailed;
     case UpdateCheck::Outcome::ServerUnusable:
+        // The box has said that; this line says why (logon, TLS, directory, file).
+        if (const std::string why = client.FailureReason(); check.refusal().empty() && !why.empty())
+            err << "korautoupdate: the server is not usable: " << why << "\n";
+        break;
     case UpdateCheck::Outcome::Error:
         break;
     }

@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "server/ServerAddress.h"
+
 #include <algorithm>
 #include <initializer_list>
 
@@ -12,7 +14,7 @@ struct Option {
 };
 
 constexpr Option kServerOptions[] = {{"--server", true}, {"--user", true}, {"--password", true},
-                                     {"--public-key", true}};
+                                     {"--ca-file", true}, {"--public-key", true}};
 
 std::vector<Option> optionsOf(Command command)
 {
@@ -87,6 +89,8 @@ std::string apply(CommandLine& line, const std::string& name, const std::string&
         line.restoreStamp = value;
     else if (name == "--server")
         line.server = value;
+    else if (name == "--ca-file")
+        line.caFile = value;
     else if (name == "--user")
         line.user = value;
     else if (name == "--password")
@@ -122,6 +126,12 @@ std::string checkRequired(const CommandLine& line)
         return "--app PATH is required";
     if (line.server && line.server->empty())
         return "--server needs a host";
+    if (line.server) {
+        if (const std::string error = ServerAddress::parse(*line.server).error; !error.empty())
+            return "--server: " + error;
+    }
+    if (line.caFile && line.caFile->empty())
+        return "--ca-file needs a file";
     if (line.command == Command::Restores && line.restoreStamp && line.restoreStamp->empty())
         return "--files needs a restore directory name";
     if (line.command == Command::Restore && !line.restoreStamp)
@@ -216,9 +226,12 @@ ParseResult parseCommandLine(const std::vector<std::string>& args)
 std::string helpText(Command command)
 {
     const std::string server =
-        "  --server HOST[:PORT]  update server (default: built in, or KORAUTOUPDATE_FTP_SERVER)\n"
+        "  --server HOST[:PORT]  update server (default: built in, or KORAUTOUPDATE_FTP_SERVER);\n"
+        "                        ftpes://HOST[:PORT] speaks FTP with explicit TLS only\n"
         "  --user NAME           FTP account (or KORAUTOUPDATE_FTP_USER)\n"
         "  --password TEXT       FTP password (or KORAUTOUPDATE_FTP_PASSWORD)\n"
+        "  --ca-file FILE        an ftpes:// server's certificate must come from a CA in\n"
+        "                        FILE (PEM) instead of the system's (or KORAUTOUPDATE_FTP_CA_FILE)\n"
         "  --public-key KEY      releases must be signed with KEY (default: built in,\n"
         "                        or KORAUTOUPDATE_PUBLIC_KEY)\n";
     switch (command) {

@@ -22,7 +22,8 @@ struct CommandLine {
     Answer answer = Answer::Ask;  // --yes / --no
     std::optional<std::string> restoreStamp; // restores --files, restore's STAMP
     std::string page;             // notes: the page's path or URL
-    std::optional<std::string> server;       // --server HOST[:PORT]
+    std::optional<std::string> server;       // --server [ftpes://]HOST[:PORT]
+    std::optional<std::string> caFile;       // --ca-file
     std::optional<std::string> user;         // --user
     std::optional<std::string> password;     // --password
     std::optional<std::string> publicKey;    // --public-key (check, update)

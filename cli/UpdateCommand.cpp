@@ -91,9 +91,8 @@ int runUpdate(const CommandLine& line, std::ostream& out, std::ostream& err)
     if (result.failedFiles > 0)
         err << "korautoupdate: " << result.failedFiles << " of " << result.files
             << " files did not arrive\n";
-    // The log says where the run ended; this line says why. A failed logon
-    // has told it in its box already.
-    if (!result.reason.empty() && result.outcome != UpdateRun::Outcome::NoConnection)
+    // The log says where the run ended; this line says why.
+    if (!result.reason.empty())
         err << "korautoupdate: " << result.reason << "\n";
     AskToStartProgram(app.installDir, app.exeName);
     return status;

@@ -12,6 +12,7 @@
 #include "PublishCommand.h"
 #include "UpdateCommand.h"
 #include "flows/ApplicationPath.h"
+#include "platform/ServerAccount.h"
 
 #include <cstdlib>
 #include <exception>
@@ -30,11 +31,13 @@ namespace {
 void applyServerOptions(const kau::cli::CommandLine& line)
 {
     if (line.server)
-        ::setenv("KORAUTOUPDATE_FTP_SERVER", line.server->c_str(), 1);
+        ::setenv(kau::kServerVariable, line.server->c_str(), 1);
     if (line.user)
-        ::setenv("KORAUTOUPDATE_FTP_USER", line.user->c_str(), 1);
+        ::setenv(kau::kUserVariable, line.user->c_str(), 1);
     if (line.password)
-        ::setenv("KORAUTOUPDATE_FTP_PASSWORD", line.password->c_str(), 1);
+        ::setenv(kau::kPasswordVariable, line.password->c_str(), 1);
+    if (line.caFile)
+        ::setenv(kau::kCaFileVariable, line.caFile->c_str(), 1);
     if (line.publicKey)
         ::setenv("KORAUTOUPDATE_PUBLIC_KEY", line.publicKey->c_str(), 1);
 }

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project needs, only those that are missing.
 set -euo pipefail
-pkgs=(cmake ninja-build g++ qt6-base-dev qt6-webengine-dev libcurl4-openssl-dev libssl-dev python3-pyftpdlib
+pkgs=(cmake ninja-build g++ qt6-base-dev qt6-webengine-dev libcurl4-openssl-dev libssl-dev python3-pyftpdlib python3-openssl openssl
       libgtest-dev libgmock-dev libbenchmark-dev curl time xvfb xauth dpkg-dev pkgconf)
 missing=()
 for p in "${pkgs[@]}"; do

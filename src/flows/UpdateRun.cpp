@@ -122,6 +122,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
         if (stopped())
             return stoppedResult();
         result.outcome = Outcome::NoConnection;
+        result.reason = withCause("no logon to the server", client);
         logEnd(result);
         EndBlock(m_log, m_progress, kEndOfDownloadLine);
         return result;

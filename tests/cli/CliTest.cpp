@@ -8,6 +8,7 @@
 #include "server/CFtpFileClient.h"
 #include "support/FtpServer.h"
 #include "support/ScriptedBox.h"
+#include "support/TestCertificates.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -244,6 +245,48 @@ TEST_F(Cli, UpdateExits1WhenAFileFailsOrTheServerIsNotUsable)
     EXPECT_THAT(r.out, StartsWith("... Preparing download from server!\n... connect to the KORVANE server\n"
                                   "Connection to the KORVANE server failed.\n"));
     EXPECT_THAT(r.out, HasSubstr(">\n\n   \n  End of download procedure!! \n End of software update!\n"));
+}
+
+TEST_F(Cli, CheckAndUpdateGoOverFtpesWithTheNamedCaAndATlsFailureSaysWhyOnStderr)
+{
+    const TestCertificates& certificates = TestCertificates::shared();
+    FtpServer tls(server.path(), Ftps{certificates.server(), ""});
+    const std::string ftpes = "--server=" + tls.setting();
+    Result r = sampler({"check", "--no", ftpes, "--ca-file", certificates.trustedCa()});
+    EXPECT_EQ(r.status, 100) << r.out << r.err;
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] no\n\n");
+    EXPECT_EQ(r.err, "");
+    r = sampler({"update", ftpes, "--ca-file", certificates.trustedCa()});
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
+    EXPECT_THAT(r.out, HasSubstr("  ok!    Sampler.exe\n  ok!    sampler.chm\n  ok!    Readme.txt\n"));
+    EXPECT_EQ(install.read("Readme.txt"), server.read("Sampler/Readme.txt"));
+    const auto heard = tls.commands();
+    EXPECT_GE(std::ranges::count(heard, "TLS data resumed"), 4) << "the revision file and three files";
+    EXPECT_EQ(std::ranges::count(heard, "TLS data new"), 0) << PrintToString(heard);
+
+    // Without the CA file the system's certificates decide, and they don't know this CA:
+    // the logon's box on stdout, the reason on stderr.
+    const std::string unknownIssuer = "SSL certificate problem: unable to get local issuer certificate";
+    r = sampler({"check", "--no", ftpes});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, StartsWith("Connection to the KORVANE server failed.\n"));
+    EXPECT_THAT(r.out, HasSubstr("ERROR!  " + unknownIssuer + "\n\nFTP Server: <" + tls.setting() + ">\n"));
+    EXPECT_EQ(r.err, "korautoupdate: the server is not usable: " + unknownIssuer + "\n");
+    r = sampler({"update", ftpes});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, HasSubstr("ERROR!  " + unknownIssuer + "\n"));
+    EXPECT_EQ(r.err, "korautoupdate: no logon to the server: " + unknownIssuer + "\n");
+
+    // A server without TLS never hears the account.
+    r = sampler({"update", "--server", "ftpes://" + ftp.address()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.err, StartsWith("korautoupdate: no logon to the server: the server does not offer TLS "
+                                  "(it replied \"500 "));
+    EXPECT_THAT(ftp.commands(), Each(StartsWith("AUTH ")));
+
+    r = sampler({"check", "--server", "ftps://" + tls.address()});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_THAT(r.err, StartsWith("korautoupdate: --server: ftps:// (TLS from the first byte) is not supported"));
 }
 
 TEST_F(Cli, HostileNamesAreNotOfferedFailInTheRunAndReachTheTerminalEscaped)
