@@ -262,7 +262,8 @@ std::string helpText(Command command)
                "line as soon as it is final, a progress bar to stderr when that is a\n"
                "terminal; a run that ends early or loses a file says why on stderr.\n"
                "Ctrl-C, SIGTERM and SIGHUP stop the run; a file is then either in place or\n"
-               "left as it was. The directory of PATH must exist.\n"
+               "left as it was. The directory of PATH must exist. While another update or\n"
+               "restore runs there, the run waits up to 5 seconds, then does nothing.\n"
                "\n"
                "  --product KEY         the product's directory on the server\n"
                "  --app PATH            the installed program, or its directory\n"
@@ -273,6 +274,7 @@ std::string helpText(Command command)
                "exit status: 0 every transfer succeeded or nothing was new,\n"
                "             1 the server was not usable or a file failed,\n"
                "             2 bad usage or no directory for --app,\n"
+               "             75 another update or restore kept the installation,\n"
                "             130 stopped by Ctrl-C, SIGTERM or SIGHUP\n";
     case Command::Restore:
         return "usage: korautoupdate restore --app PATH STAMP [--yes|--no]\n"
@@ -288,7 +290,8 @@ std::string helpText(Command command)
                "  --yes                 start the program at the end (default: --no)\n"
                "\n"
                "exit status: 0 every file restored, 1 no such restore directory or a file\n"
-               "             failed, 2 bad usage, 130 stopped by Ctrl-C, SIGTERM or SIGHUP\n";
+               "             failed, 2 bad usage, 75 another update or restore kept the\n"
+               "             installation, 130 stopped by Ctrl-C, SIGTERM or SIGHUP\n";
     case Command::Restores:
         return "usage: korautoupdate restores --app PATH [--files STAMP]\n"
                "\n"

@@ -38,6 +38,10 @@ int runRestore(const CommandLine& line, std::ostream& out, std::ostream& err)
                "kept under its upd_ name)\n";
         return kExitInterrupted;
     }
+    if (result.otherRun) {
+        err << "korautoupdate: " << OtherRunReason(app.installDir) << "\n";
+        return kExitOtherRun;
+    }
     if (!result.collected) {
         err << "korautoupdate: no restore directory '" << stamp << "' in " << app.installDir
             << "; nothing was restored\n";

@@ -53,6 +53,8 @@ int exitStatus(const UpdateRun::Result& result)
         return result.failedFiles == 0 && result.revisionsWritten ? kExitOk : kExitFailed;
     case UpdateRun::Outcome::Stopped:
         return kExitInterrupted;
+    case UpdateRun::Outcome::OtherRun:
+        return kExitOtherRun;
     case UpdateRun::Outcome::NoConnection:
     case UpdateRun::Outcome::NoProductDirectory:
     case UpdateRun::Outcome::NoRevisionFile:
@@ -94,6 +96,9 @@ int runUpdate(const CommandLine& line, std::ostream& out, std::ostream& err)
     // The log says where the run ended; this line says why.
     if (!result.reason.empty())
         err << "korautoupdate: " << result.reason << "\n";
+    // The other run is replacing the program: not started in its midst.
+    if (result.outcome == UpdateRun::Outcome::OtherRun)
+        return status;
     AskToStartProgram(app.installDir, app.exeName);
     return status;
 }

@@ -1,6 +1,7 @@
 #include "catalogue/InstallNames.h"
 
 #include "catalogue/RestoreArchive.h"
+#include "platform/FixedNames.h"
 
 #include <cctype>
 #include <cerrno>
@@ -120,6 +121,12 @@ bool isRevisionFile(const std::string& name)
            || ::strcasecmp(name.c_str(), "RelInfoRemote.rel") == 0;
 }
 
+// Replacing it would let a second run lock a file of its own.
+bool isLockFile(const std::string& name)
+{
+    return ::strcasecmp(name.c_str(), kInstallationLockFile) == 0;
+}
+
 bool isDirectory(const std::string& path)
 {
     struct stat info {};
@@ -135,6 +142,8 @@ bool IsSafeInstallName(const std::string& installDir, const std::string& name)
     const std::vector<std::string> parts = partsOf(name);
     const std::string& last = parts.back();
     if (last.empty() || last.rfind("upd_", 0) == 0)
+        return false;
+    if (isLockFile(last)) // at any depth: "./" or a link may lead back to the top
         return false;
     if (parts.size() == 1 ? isRevisionFile(last) : IsRestoreDirectoryName(parts.front()))
         return false;

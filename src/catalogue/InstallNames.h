@@ -4,7 +4,8 @@
 // has a ".." part (either separator) or a control character, ends in a
 // separator, lands outside the install directory (symbolic links followed),
 // names a directory of the installation, something inside a restore
-// directory, RelInfoLocal.rel, RelInfoRemote.rel or a staged ("upd_") name.
+// directory, RelInfoLocal.rel, RelInfoRemote.rel, the lock file of a run or a
+// staged ("upd_") name.
 #include "catalogue/RevisionList.h"
 
 #include <string>

@@ -38,6 +38,17 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
     m_progress.SetRange(0, 100);
     m_progress.SetPosition(1);
 
+    InstallationLock lock(installDir);
+    const InstallationLock::State entry = EnterInstallation(lock, m_log, m_stop);
+    if (entry == InstallationLock::State::Stopped)
+        return result;
+    if (entry == InstallationLock::State::Busy) {
+        result.stopped = false;
+        result.otherRun = true;
+        EndBlock(m_log, m_progress, kEndOfRestoreLine);
+        return result;
+    }
+
     // Only a restore directory of this installation is read.
     RestoreFileList files;
     result.collected = revision.find_first_of("/\\") == std::string::npos

@@ -22,6 +22,7 @@ public:
         std::size_t files = 0;       // copies the run had to make
         std::size_t failedFiles = 0; // of those, the ones that failed
         bool stopped = false;        // stopped from outside before its end
+        bool otherRun = false;       // another run kept the installation; nothing done
     };
 
     RestoreRun(RunLog& log, RunProgress& progress, std::stop_token stop = {});

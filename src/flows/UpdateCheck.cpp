@@ -9,6 +9,7 @@
 #include "platform/Box.h"
 #include "platform/LogCategories.h"
 #include "platform/FixedNames.h"
+#include "platform/InstallationLock.h"
 #include "platform/PartFile.h"
 #include "resources/Strings.h"
 #include "server/CFtpFileClient.h"
@@ -111,6 +112,14 @@ UpdateCheck::Outcome UpdateCheck::run(std::string productKey, std::string instal
 
 bool UpdateCheck::SweepStagedFiles(const std::string& directory)
 {
+    // A run that holds the installation still needs what it staged; the
+    // sweep doesn't wait for it.
+    InstallationLock lock(directory);
+    if (lock.Acquire(std::chrono::milliseconds::zero()) != InstallationLock::State::Held) {
+        qCInfo(lcCheck, "no sweep in %s: %s", directory.c_str(),
+               lock.error().empty() ? "a run holds the installation" : lock.error().c_str());
+        return true;
+    }
     std::error_code ec;
     for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
          it.increment(ec)) {

@@ -36,7 +36,8 @@ public:
 
     // Removes every file directly in directory that a run left behind: the
     // staged ("upd_") files and unfinished downloads (".NAME.part-XXXXXX").
-    // Directories stay. Always true.
+    // Directories stay. Nothing is removed while a run holds the installation
+    // (or it can't be locked). Always true.
     static bool SweepStagedFiles(const std::string& directory);
 
     // The text of the box for the remote entries that stayed new (none: up to date).

@@ -52,6 +52,7 @@ const char* outcomeText(UpdateRun::Outcome outcome)
     case UpdateRun::Outcome::NothingNew: return "nothing newer than the installed files";
     case UpdateRun::Outcome::Transferred: return "transfer done";
     case UpdateRun::Outcome::Stopped: return "stopped";
+    case UpdateRun::Outcome::OtherRun: return "another run holds the installation";
     case UpdateRun::Outcome::Failed: break;
     }
     return "broken off";
@@ -108,6 +109,18 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
         return stoppedResult();
     m_progress.SetRange(0, 100);
     m_progress.SetPosition(1);
+
+    InstallationLock lock(installDir);
+    const InstallationLock::State entry = EnterInstallation(lock, m_log, m_stop);
+    if (entry == InstallationLock::State::Stopped)
+        return stoppedResult();
+    if (entry == InstallationLock::State::Busy) {
+        result.outcome = Outcome::OtherRun;
+        result.reason = OtherRunReason(installDir);
+        logEnd(result);
+        EndBlock(m_log, m_progress, kEndOfDownloadLine);
+        return result;
+    }
 
     LocalRevisionList local;
     RemoteRevisionList remote;

@@ -28,6 +28,7 @@ public:
         NothingNew,          // " end! No updates found!"
         Transferred,         // the transfer ran (some files may have failed)
         Stopped,             // stopped from outside; the run left off where it stood
+        OtherRun,            // another run kept the installation for the whole wait; nothing done
         Failed,              // something unexpected broke off the run
     };
 

@@ -103,8 +103,9 @@ void CUpdateDlg::OnTimer(int id)
         return;
     m_endTimer.stop();
     m_progress->setValue(m_progress->minimum());
-    // A program name of fewer than two characters gives no question.
-    if (!AskToStartProgram(m_strInstallDir, m_strExeName))
+    // A program name of fewer than two characters gives no question, and a
+    // program that another run is replacing is not offered.
+    if (m_bOtherRun || !AskToStartProgram(m_strInstallDir, m_strExeName))
         return;
     accept();
     QuitHost();
@@ -126,20 +127,23 @@ void CUpdateDlg::StartWorker()
 
 void CUpdateDlg::UpdateThreadProc(std::stop_token stop)
 {
+    bool otherRun = false;
     try {
         if (m_bRestoreMode) {
             RestoreRun run(*this, *this, stop);
-            run.run(m_strSource, m_strInstallDir);
+            otherRun = run.run(m_strSource, m_strInstallDir).otherRun;
         } else {
             UpdateRun run(*this, *this, stop);
-            run.run(m_strSource, m_strInstallDir, m_bAllFiles);
+            otherRun = run.run(m_strSource, m_strInstallDir, m_bAllFiles).outcome
+                       == UpdateRun::Outcome::OtherRun;
         }
     } catch (...) {
         // A run that broke off still ends like any other: the dialog gets its
         // end block and the host goes on.
     }
 
-    GuiThreadCall::runUnder(m_gate, [this] {
+    GuiThreadCall::runUnder(m_gate, [this, otherRun] {
+        m_bOtherRun = otherRun;
         m_endTimer.start();
         m_ui->okButton->setEnabled(true);
         if (!m_bRestoreMode)

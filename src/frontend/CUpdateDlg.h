@@ -96,6 +96,7 @@ private:
 
     std::thread m_hWorker;
     bool m_bWorkerRunning = false; // dialog's thread only
+    bool m_bOtherRun = false;      // dialog's thread only: another run kept the installation
     std::stop_source m_stop;
 
     // The worker's calls to the dialog's thread; closed as the dialog closes.

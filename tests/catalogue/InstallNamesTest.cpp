@@ -44,6 +44,7 @@ TEST(InstallNames, OrdinaryNamesPassAndEveryHostileKindIsRefused)
         "Shared/x", "Shared\\victim.txt", "victim.txt", "gone.txt", "loop",             // out through links, or nowhere
         "Plugins", "Plugins/", "Modules", ".", "201405131120", "201405131120/Sampler.exe", // directories and the archive
         "RelInfoLocal.rel", "RelInfoRemote.rel", "relinfolocal.REL", "upd_Sampler.exe", "Plugins\\upd_Filter.dll",
+        ".korautoupdate.lock", ".KorAutoUpdate.lock", "./.korautoupdate.lock", "Plugins/.korautoupdate.lock",
         "evil\x1b[31m.txt", "a\rb", std::string("a\0b", 3), "bell\a", "del\x7f", "csi\xC2\x9B" "2J"};
     for (const std::string& name : refused)
         EXPECT_FALSE(IsSafeInstallName(app.dir, name)) << EscapeControls(name);

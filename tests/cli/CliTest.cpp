@@ -5,6 +5,8 @@
 #include "HtmlText.h"
 #include "flows/ReleaseNotesFetch.h"
 #include "flows/UpdateRunTestSupport.h"
+#include "platform/FixedNames.h"
+#include "platform/InstallationLock.h"
 #include "server/CFtpFileClient.h"
 #include "support/FtpServer.h"
 #include "support/ScriptedBox.h"
@@ -13,10 +15,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <sstream>
 #include <tuple>
 
@@ -581,4 +585,63 @@ TEST_F(Cli, KeygenAndPublishMakeASignedReleaseThatUpdateTrustsOnlyWithItsKey)
         ::setenv("XDG_CONFIG_HOME", savedConfig.c_str(), 1);
     else
         ::unsetenv("XDG_CONFIG_HOME");
+}
+
+TEST_F(Cli, ASecondRunOnTheInstallationWaitsThenRefusesWith75AndAKilledRunHoldsNothing)
+{
+    // The first run stalls in the transfer of sampler.chm: Sampler.exe is in place, its old copy kept.
+    ftp.stallDownloadOf("sampler.chm");
+    install.write("upd_Stale.dll", "left by a run long ago");
+    std::atomic<pid_t> firstPid = 0;
+    auto first = std::async(std::launch::async, [&] {
+        return sampler({"update"}, [&](pid_t pid, const Result&) { firstPid = pid; });
+    });
+    ASSERT_TRUE(ftp.waitForStall(std::chrono::seconds(20)));
+    const std::string stamp = korautoupdate({"restores", "--app", app}).out.substr(0, 12);
+    const std::map<std::string, std::string> kept{{"RelInfoLocal.rel", local}, {"Sampler.exe", "program release 1\n"}};
+    ASSERT_EQ(filesBelow(install / stamp), kept);
+    const auto part = [&] {
+        for (const auto& e : fs::directory_iterator(install.path()))
+            if (e.path().filename().string().starts_with(".sampler.chm.part-"))
+                return true;
+        return false;
+    };
+    ASSERT_TRUE(part());
+
+    // A second update and a restore wait, then do nothing; the check doesn't wait and sweeps nothing.
+    auto second = std::async(std::launch::async, [&] { return sampler({"update"}); });
+    auto restore = std::async(std::launch::async, [&] { return korautoupdate({"restore", "--app", app, stamp}); });
+    const auto start = std::chrono::steady_clock::now();
+    const Result check = sampler({"check", "--no"});
+    EXPECT_EQ(check.status, 100) << check.err;
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4)) << "the check waited";
+    EXPECT_TRUE(part() && install.exists("upd_Stale.dll")) << "swept under a running update";
+    for (Result r : {second.get(), restore.get()}) {
+        EXPECT_EQ(r.status, 75) << r.out << r.err;
+        EXPECT_EQ(r.err, "korautoupdate: another update or restore is running in " + dir
+                             + "; nothing was changed, try again when it has ended\n");
+        EXPECT_THAT(r.out, HasSubstr("\n... wait for another run in this installation\n"
+                                     " fail! another run holds this installation\n   \n  End of "));
+        EXPECT_THAT(r.out, Not(HasSubstr("connect"))) << "it reached for the server";
+        EXPECT_THAT(r.out, Not(HasSubstr("[yes/no]"))) << "it offered to start the program in the midst of the other run";
+    }
+    EXPECT_GE(std::chrono::steady_clock::now() - start, kau::kInstallationLockWait);
+    EXPECT_EQ(filesBelow(install / stamp), kept);
+    EXPECT_EQ(install.read("sampler.chm"), "help release 1\n");
+    EXPECT_EQ(install.read("RelInfoLocal.rel"), local);
+
+    // Killed with SIGKILL, the first run holds nothing: the next run starts at once, finishes the
+    // update and keeps the old copy of what it replaces.
+    ::kill(firstPid, SIGKILL);
+    EXPECT_EQ(first.get().status, 128 + SIGKILL);
+    ftp.stallDownloadOf("sampler.chm", false);
+    const Result rerun = sampler({"update"});
+    EXPECT_EQ(rerun.status, 0) << rerun.out << rerun.err;
+    EXPECT_THAT(rerun.out, StartsWith("... Preparing download from server!\n... connect to the KORVANE server\n"));
+    EXPECT_EQ(install.read("sampler.chm"), server.read("Sampler/sampler.chm"));
+    EXPECT_EQ(readFile(install / stamp + "/sampler.chm"), "help release 1\n");
+    EXPECT_FALSE(install.exists(kau::kInstallationLockFile));
+    // Free now, the check sweeps what the killed run left.
+    EXPECT_EQ(sampler({"check", "--no"}).status, 0);
+    EXPECT_FALSE(part() || install.exists("upd_Stale.dll"));
 }

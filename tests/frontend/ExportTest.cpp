@@ -8,6 +8,9 @@
 #include "frontend/QuitHost.h"
 #include "korautoupdate.h"
 #include "notes/CReleaseNotesDlg.h"
+#include "flows/RunFrame.h"
+#include "platform/FixedNames.h"
+#include "platform/InstallationLock.h"
 #include "platform/Moment.h"
 #include "support/FtpServer.h"
 #include <QtWidgets>
@@ -275,6 +278,21 @@ TEST_F(ExportTest, UpdateFilesWithTheConnectionRefusedStillAsksTheEndQuestionBut
     EXPECT_EQ(box->shown()[1].text, kEndQuestion);
 }
 
+TEST_F(ExportTest, UpdateFilesWhileAnotherRunHoldsTheInstallationWaitsSaysItDidNothingAndOffersNoProgram)
+{
+    InstallationLock other(install.str());
+    ASSERT_EQ(other.Acquire(std::chrono::milliseconds::zero()), InstallationLock::State::Held);
+    updateFiles([](CUpdateDlg& d) { return d.logList()->count() == 5 && !d.workerRunning() && !d.endTimerActive(); },
+                [&](CUpdateDlg& dialog) {
+        EXPECT_EQ(logOf(dialog), (Lines{"... Preparing download from server!", kWaitForOtherRunLine, kOtherRunLine, "   ",
+                                        "  End of download procedure!! "}));
+        dialog.okButton()->click();
+    });
+    EXPECT_EQ(box->count(), 0u) << "the end question offered the program that the other run replaces";
+    EXPECT_EQ(server.loginCount(), 0);
+    EXPECT_EQ(install.read("Sampler.exe"), "program release 1\n");
+}
+
 TEST_F(ExportTest, UpdateFilesWhileTheServerStallsClosesAtOnceOnAbortAndEndsTheLoopOnAQuitFromAnotherThread)
 {
     server.stallDownloadOf("sampler.chm");
@@ -290,10 +308,11 @@ TEST_F(ExportTest, UpdateFilesWhileTheServerStallsClosesAtOnceOnAbortAndEndsTheL
     });
     EXPECT_LT(std::chrono::steady_clock::now() - closedAt, std::chrono::seconds(1)) << "the export returns at once";
     EXPECT_EQ(box->count(), 0u) << "no question after an abort";
-    // After the close only a partial download of the file in transfer may have been cleared away.
+    // After the close only a partial download of the file in transfer and the run's lock file may
+    // have been cleared away.
     auto after = filesBelow(install.path());
     for (const auto& [name, content] : atClose)
-        if (name.find(".part-") != std::string::npos)
+        if (name.find(".part-") != std::string::npos || name == kInstallationLockFile)
             after.try_emplace(name, content);
     EXPECT_EQ(after, atClose);
     // The file in transfer was neither put aside nor kept: it stays installed as it was.

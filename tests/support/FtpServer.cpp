@@ -115,7 +115,7 @@ void FtpServer::dropDownloadOf(const std::string& name, long n)
 {
     setSwitch("drop." + name, std::to_string(n), n >= 0);
 }
-void FtpServer::stallDownloadOf(const std::string& name) { setSwitch("stall." + name, "", true); }
+void FtpServer::stallDownloadOf(const std::string& name, bool on) { setSwitch("stall." + name, "", on); }
 void FtpServer::serveEndlessly(const std::string& name, bool on) { setSwitch("endless." + name, "", on); }
 void FtpServer::throttle(long n) { setSwitch("throttle", std::to_string(n), n > 0); }
 void FtpServer::stallReplies(int ms) { setSwitch("stall_ms", std::to_string(ms), ms > 0); }

@@ -40,7 +40,7 @@ public:
     void refuseCwd(const std::string& dir);   // adds dir (relative to the root); "" clears all
     void dropDownloadAfter(long bytes);       // < 0: no more drops
     void dropDownloadOf(const std::string& name, long bytes); // only this file; < 0: off
-    void stallDownloadOf(const std::string& name);            // RETR of this file never answered
+    void stallDownloadOf(const std::string& name, bool on = true); // RETR of this file never answered
     void serveEndlessly(const std::string& name, bool on);  // RETR of this file never ends
     bool waitForStall(std::chrono::milliseconds limit) const; // a stalled RETR has come
     void throttle(long bytesPerSecond);       // downloads no faster; 0: off
