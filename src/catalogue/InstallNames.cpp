@@ -139,9 +139,11 @@ bool IsSafeInstallName(const std::string& installDir, const std::string& name)
 {
     if (name.empty() || hasControl(name) || isAbsolute(name) || hasParentStep(name))
         return false;
-    const std::vector<std::string> parts = partsOf(name);
-    const std::string& last = parts.back();
-    if (last.empty() || last.rfind("upd_", 0) == 0)
+    // "./x" and "a//x" name what "x" and "a/x" name: judge them that way.
+    std::vector<std::string> parts = partsOf(name);
+    const std::string last = parts.back();
+    std::erase_if(parts, [](const std::string& part) { return part.empty() || part == "."; });
+    if (parts.empty() || parts.back() != last || last.rfind("upd_", 0) == 0)
         return false;
     if (isLockFile(last)) // at any depth: "./" or a link may lead back to the top
         return false;

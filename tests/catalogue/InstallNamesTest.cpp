@@ -36,7 +36,7 @@ TEST(InstallNames, OrdinaryNamesPassAndEveryHostileKindIsRefused)
 {
     Installation app;
     for (const std::string name : {"Sampler.exe", "Readme.txt", "Plugins\\Filter.dll", "Plugins/New.dll", "New/Sub/x.dll",
-                                   "%Tool.sh", "Filter.dll", "Modules/Filter.dll", "./Readme.txt", "relinfo.rel",
+                                   "%Tool.sh", "Filter.dll", "Modules/Filter.dll", "./Readme.txt", "Plugins//./New.dll", "relinfo.rel",
                                    "2014051311.txt", "Sampler.exe\xC2\xA0", "caf\xC3\xA9.txt", "my upd_notes.txt"})
         EXPECT_TRUE(IsSafeInstallName(app.dir, name)) << name;
     const std::string refused[] = {
@@ -44,6 +44,7 @@ TEST(InstallNames, OrdinaryNamesPassAndEveryHostileKindIsRefused)
         "Shared/x", "Shared\\victim.txt", "victim.txt", "gone.txt", "loop",             // out through links, or nowhere
         "Plugins", "Plugins/", "Modules", ".", "201405131120", "201405131120/Sampler.exe", // directories and the archive
         "RelInfoLocal.rel", "RelInfoRemote.rel", "relinfolocal.REL", "upd_Sampler.exe", "Plugins\\upd_Filter.dll",
+        "./RelInfoLocal.rel", ".//RelInfoRemote.rel", "./201405131120/x", "./upd_Sampler.exe", "Plugins/.",
         ".korautoupdate.lock", ".KorAutoUpdate.lock", "./.korautoupdate.lock", "Plugins/.korautoupdate.lock",
         "evil\x1b[31m.txt", "a\rb", std::string("a\0b", 3), "bell\a", "del\x7f", "csi\xC2\x9B" "2J"};
     for (const std::string& name : refused)
