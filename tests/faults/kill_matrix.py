@@ -399,7 +399,7 @@ def kinds_left(look):
         if not os.path.exists(os.path.join(look.directory, real)):
             kinds.append("file only under its upd_ name")
     if any(os.path.basename(rel).startswith("." + REVISIONS) for rel in look.parts):
-        kinds.append("revision file rewrite under way (its part file)")
+        kinds.append("RelInfoLocal.rel being written (its part file)")
     return sorted(set(kinds))
 
 
@@ -430,7 +430,7 @@ def kill_sweep(name, runner, cmd, fresh, events, watches, target, tally, rnd, af
 
 
 def update_matrix(args, runner, work, tally, rnd):
-    product = Product(rnd, [1 << 20, 2 << 20, 3 << 20])
+    product = Product(rnd, [2 << 20, 4 << 20, 6 << 20])
     server_root = os.path.join(work, "server")
     product.write_server(server_root)
     template = os.path.join(work, "template")
@@ -473,7 +473,8 @@ def update_matrix(args, runner, work, tally, rnd):
                 tally.fault("%s: ended with status %d: %s" % (label, status, err.strip()))
             final_check(app, allowed, new_contents, old_contents, product.new_revisions, tally, label)
 
-        watches = [lambda k: lambda: PartFileWatch(app, 1 + k % 19, inside_restore_directories=True),
+        # Archive part files come in list order: RelInfoLocal.rel, the small files, the large ones.
+        watches = [lambda k: lambda: PartFileWatch(app, (16, 1 + k % 15, 17, 18)[k % 4], inside_restore_directories=True),
                    lambda k: lambda: PartFileWatch(app, k % 21),
                    lambda k: lambda: PartFileWatch(app, 0, prefix="." + REVISIONS)]
         kill_sweep("update", runner, cmd(), fresh, events, watches, args.kills, tally, rnd, after_kill,
