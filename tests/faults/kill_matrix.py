@@ -58,11 +58,6 @@ def local(name):
     return name.replace("\\", "/")
 
 
-def staged(rel):
-    head, _, tail = rel.rpartition("/")
-    return (head + "/" if head else "") + "upd_" + tail
-
-
 def crlf(entries):
     return b"".join(b"%s; %s\r\n" % (n.encode(), v.encode()) for n, v in entries)
 
@@ -626,6 +621,8 @@ def main():
     finally:
         if not args.keep:
             shutil.rmtree(work, ignore_errors=True)
+    if update_kills < args.kills or tally.kills - update_kills < args.restore_kills:
+        tally.fault("fewer kills than asked for: the runs ended before the moments came")
     print("seed %d; %.1f s in all" % (seed, time.monotonic() - started))
     print("kills: %d (update %d, restore %d); torn files: %d; lost files: %d"
           % (tally.kills, update_kills, tally.kills - update_kills, tally.torn, tally.lost))
