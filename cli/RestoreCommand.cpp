@@ -34,8 +34,7 @@ int runRestore(const CommandLine& line, std::ostream& out, std::ostream& err)
         interrupted = watcher.interrupted();
     }
     if (interrupted || result.stopped) {
-        err << "korautoupdate: restore stopped; run it again to finish (the file in hand is "
-               "kept under its upd_ name)\n";
+        err << "korautoupdate: restore stopped; run it again to finish\n";
         return kExitInterrupted;
     }
     if (result.otherRun) {
@@ -49,7 +48,7 @@ int runRestore(const CommandLine& line, std::ostream& out, std::ostream& err)
     }
     if (result.failedFiles > 0)
         err << "korautoupdate: " << result.failedFiles << " of " << result.files
-            << " files could not be restored; their old copies stay under their upd_ names\n";
+            << " files could not be restored; the installed files stay as they were\n";
     AskToStartProgram(app.installDir, app.exeName);
     return result.failedFiles == 0 ? kExitOk : kExitFailed;
 }

@@ -1,10 +1,10 @@
 #include "catalogue/LocalRevisionUpdate.h"
 
 #include "catalogue/ReleaseComparison.h"
+#include "platform/PartFile.h"
 #include "textfile/CTextFile.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
@@ -49,10 +49,10 @@ void syncDirectory(const std::string& path)
 int WriteRevisionFile(const LocalRevisionList& list, const std::string& path, bool& createFailed)
 {
     createFailed = false;
-    // A temporary file left behind by an interrupted write is simply replaced.
-    const std::string temporary = path + ".new";
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) {
+    // Written under a hidden part name and renamed into place; a part file
+    // that a killed run left behind is removed by the next run.
+    PartFile part(path, 0644);
+    if (!part.isOpen()) {
         createFailed = true;
         return errno;
     }
@@ -64,18 +64,14 @@ int WriteRevisionFile(const LocalRevisionList& list, const std::string& path, bo
             text += list.m_aVersions[i];
         text += "\r\n";
     }
-    int err = writeAll(fd, text);
-    if (err == 0 && ::fsync(fd) != 0)
+    int err = writeAll(part.fd(), text);
+    if (err == 0 && ::fsync(part.fd()) != 0)
         err = errno;
-    if (::close(fd) != 0 && err == 0)
-        err = errno;
-    if (err == 0 && std::rename(temporary.c_str(), path.c_str()) != 0) {
-        err = errno;
+    if (err != 0)
+        return err; // the part file goes with part
+    if (!part.Commit()) {
         createFailed = true;
-    }
-    if (err != 0) {
-        ::unlink(temporary.c_str());
-        return err;
+        return errno;
     }
     syncDirectory(path);
     return 0;

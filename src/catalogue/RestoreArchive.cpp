@@ -3,11 +3,13 @@
 #include "catalogue/RevisionFile.h"
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
+#include "platform/PartFile.h"
 #include "textfile/CTextFile.h"
 #include "textfile/TextFileError.h"
 #include "platform/FixedNames.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
@@ -20,7 +22,8 @@ namespace {
 constexpr const char* kLocalRevisions = kLocalRevisionFile;
 
 // Names of the entries of a directory, ascending; directories (never a
-// symbolic link to one: only what lies inside is read) or files.
+// symbolic link to one: only what lies inside is read) or files (never a
+// part file that a broken-off copy left).
 std::vector<std::string> entriesOf(const std::string& directory, bool wantDirectories)
 {
     std::vector<std::string> names;
@@ -33,11 +36,19 @@ std::vector<std::string> entriesOf(const std::string& directory, bool wantDirect
         if (wantDirectories && entry.is_symlink(typeError))
             continue;
         const bool isDirectory = entry.is_directory(typeError);
-        if (isDirectory == wantDirectories)
-            names.push_back(entry.path().filename().string());
+        std::string name = entry.path().filename().string();
+        if (isDirectory == wantDirectories && (isDirectory || !PartFile::IsPartFileName(name)))
+            names.push_back(std::move(name));
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+// True if something (file, directory, link) stands under the name.
+bool present(const std::string& path)
+{
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0;
 }
 
 } // namespace
@@ -59,21 +70,37 @@ bool IsRestoreDirectoryName(const std::string& name)
 std::string BeginRestoreDirectory(const std::string& installDir, const std::string& stamp)
 {
     const std::string directory = installDir + "/" + stamp;
-    ::mkdir(directory.c_str(), 0777);
-    CopyFileOver(installDir + "/" + kLocalRevisions, directory + "/" + kLocalRevisions);
-    return directory;
+    if (::mkdir(directory.c_str(), 0777) != 0 && errno != EEXIST)
+        return {};
+    const std::string kept = directory + "/" + kLocalRevisions;
+    if (present(kept) || !present(installDir + "/" + kLocalRevisions)
+        || CopyFileOver(installDir + "/" + kLocalRevisions, kept))
+        return directory;
+    return {};
 }
 
-void KeepOldCopy(const std::string& installDir, const std::string& restoreDirectory,
+bool KeepOldCopy(const std::string& installDir, const std::string& restoreDirectory,
                  const std::string& name)
 {
     if (!name.empty() && name[0] == '%') {
         CreateParentDirectory(LocalPath(installDir, name));
-        return;
+        return true;
     }
+    const std::string installed = LocalPath(installDir, name);
     const std::string copy = LocalPath(restoreDirectory, name);
+    if (!present(installed) || present(copy))
+        return true;
     CreateParentDirectory(copy);
-    CopyFileOver(LocalPath(installDir, name), copy);
+    return CopyFileOver(installed, copy);
+}
+
+void RemoveLeftoverPartFiles(const std::string& installDir)
+{
+    PartFile::RemoveLeftovers(installDir);
+    RestoreDirectoryList list;
+    ListRestoreDirectories(list, installDir);
+    for (const std::string& name : list.m_aDirectories)
+        PartFile::RemoveLeftovers(installDir + "/" + name);
 }
 
 bool ListRestoreDirectories(RestoreDirectoryList& list, std::string installDir)

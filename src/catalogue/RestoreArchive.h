@@ -27,21 +27,32 @@ std::string RestoreDateText(const std::string& name);
 bool IsRestoreDirectoryName(const std::string& name);
 
 // Start of an update run: makes installDir/stamp (an existing one is used as
-// it is) and copies RelInfoLocal.rel of the install directory into it,
-// overwriting. Results are not tested. Returns the restore directory's path.
+// it is) and copies RelInfoLocal.rel of the install directory into it, unless
+// it holds one already: a second run in the same minute keeps the state before
+// the first. Returns the restore directory's path; empty, with errno telling
+// why, when the directory can't be made or an existing RelInfoLocal.rel can't
+// be kept in it, since without the old state no file may be replaced.
 std::string BeginRestoreDirectory(const std::string& installDir, const std::string& stamp);
 
 // Before a file is staged: a name beginning with "%" gets no old copy, only
 // its parent directory below the install directory; any other name is copied
 // from the install directory into the restore directory under its name
-// (directory parts included), overwriting. A missing file is no fault.
-void KeepOldCopy(const std::string& installDir, const std::string& restoreDirectory,
+// (directory parts included), unless a copy lies there already: the oldest
+// copy of a minute is the one kept. True when the old copy is there, or there
+// is nothing to keep (a missing file, a "%" name); false, with errno telling
+// why, when an installed file could not be copied.
+bool KeepOldCopy(const std::string& installDir, const std::string& restoreDirectory,
                  const std::string& name);
+
+// Removes the hidden part files (see PartFile) that a broken-off run left in
+// the install directory and directly in its restore directories.
+void RemoveLeftoverPartFiles(const std::string& installDir);
 
 // Restore directories of installDir, ascending by name. True if any.
 bool ListRestoreDirectories(RestoreDirectoryList& list, std::string installDir);
 
-// Files directly in one restore directory with the versions its
+// Files directly in one restore directory (part files left by a broken-off
+// copy are no files of the archive) with the versions its
 // RelInfoLocal.rel gives them ("-" if none). A missing RelInfoLocal.rel is
 // created empty, and one whose last line lacks CR LF gets it. True if found.
 bool ListRestoreDirectoryFiles(std::string directory, LocalRevisionList& files);

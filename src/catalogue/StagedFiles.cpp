@@ -48,17 +48,24 @@ bool StageFile(const std::string& path)
     const std::string staged = StagedName(path);
     if (present(staged))
         ::unlink(staged.c_str());
-    if (present(path))
-        return std::rename(path.c_str(), staged.c_str()) == 0;
-    return true;
+    if (!present(path))
+        return true;
+    // A second name keeps the file under its own name until a new one is
+    // renamed over it, so no moment leaves the name empty; without hard links
+    // (some file systems, a directory) it is renamed aside.
+    return ::link(path.c_str(), staged.c_str()) == 0 || std::rename(path.c_str(), staged.c_str()) == 0;
 }
 
 bool UnstageFile(const std::string& path)
 {
     const std::string staged = StagedName(path);
-    if (present(path) || !present(staged))
+    struct stat put {}, there {};
+    if (::lstat(staged.c_str(), &put) != 0)
         return false;
-    return std::rename(staged.c_str(), path.c_str()) == 0;
+    if (::lstat(path.c_str(), &there) != 0)
+        return std::rename(staged.c_str(), path.c_str()) == 0;
+    // Still the same file under both names: the staged one is only a second name.
+    return there.st_dev == put.st_dev && there.st_ino == put.st_ino && ::unlink(staged.c_str()) == 0;
 }
 
 bool DeleteStagedFile(const std::string& path)

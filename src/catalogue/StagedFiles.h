@@ -11,12 +11,17 @@ std::string LocalPath(const std::string& installDir, const std::string& name);
 // "/"); the joint is "/". a\b/c.dll gives a/upd_b/c.dll.
 std::string StagedName(const std::string& path);
 
-// Renames an existing file to its staged name, replacing an older staged
-// file. A missing file is nothing to stage: true. False if the rename failed.
+// Puts an existing file aside under its staged name, replacing an older
+// staged file: as a second name (a hard link), so that the file stays under
+// its own name until a new one is renamed over it; renamed where the file
+// system has no hard links. A missing file is nothing to stage: true. False
+// if the file could not be put aside.
 bool StageFile(const std::string& path);
 
-// Puts the staged file of path back under its own name, when nothing stands
-// there. True if it is back; false if there was nothing to put back or the
+// Undoes StageFile where nothing replaced the file: the staged file goes back
+// under its own name when nothing stands there, and a staged name that is
+// only a second name of the file standing there goes. True if so; false if
+// there was nothing staged, another file stands under the name, or the
 // rename failed.
 bool UnstageFile(const std::string& path);
 

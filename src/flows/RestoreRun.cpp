@@ -35,6 +35,8 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
     result.stopped = true;
     if (stopped())
         return result;
+    // A run that was killed on its way may have left part files behind.
+    RemoveLeftoverPartFiles(installDir);
     m_progress.SetRange(0, 100);
     m_progress.SetPosition(1);
 
@@ -72,18 +74,30 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
             if (stopped())
                 return result;
             // A directory of the installation is never put aside for a file,
-            // and a copy is only read from inside the installation.
+            // and a copy is only read from inside the installation. The copy
+            // is made beside the target first; only once it is complete is the
+            // installed file put aside and the copy renamed into place, so a
+            // failed or broken-off copy leaves the installed file where it was.
             bool copied = false;
             if (!isDirectory(target) && StaysInside(installDir, source)) {
-                StageFile(target);
-                copied = CopyFileOver(installDir + "/" + source, target, m_stop);
+                // A run killed while placing the file may have left it only under its staged name.
+                UnstageFile(target);
+                bool placing = false;
+                copied = CopyFileOver(installDir + "/" + source, target, m_stop, [&] {
+                    placing = true;
+                    StageFile(target);
+                    return true;
+                });
+                if (copied)
+                    DeleteStagedFile(target);
+                else if (placing)
+                    UnstageFile(target); // the rename into place failed
             }
             if (stopped())
                 return result;
             if (copied) {
                 qCInfo(lcRun, "restored %s from %s", target.c_str(), source.c_str());
                 m_log.ReplaceLastLine("  ok!    " + source);
-                DeleteStagedFile(target);
             } else {
                 qCWarning(lcRun, "%s could not be restored from %s", target.c_str(), source.c_str());
                 m_log.ReplaceLastLine(" fail!    " + source);

@@ -14,12 +14,17 @@
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
 #include "platform/LogCategories.h"
+#include "platform/PartFile.h"
 #include "server/CFtpFileClient.h"
 #include "trust/ReleaseTrust.h"
 
+#include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <system_error>
 #include <vector>
 
@@ -71,6 +76,20 @@ std::string withCause(const std::string& what, const CFtpFileClient& client)
     return cause.empty() ? what : what + ": " + cause;
 }
 
+// "path: no space left on device", as the client words a local failure.
+std::string localFailure(const std::string& path, int error)
+{
+    std::string text = std::strerror(error);
+    if (!text.empty())
+        text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+    return path + ": " + text;
+}
+
+std::string directoryOf(const std::string& path)
+{
+    return path.substr(0, path.rfind('/'));
+}
+
 UpdateRun::Result stoppedResult()
 {
     UpdateRun::Result result;
@@ -107,6 +126,8 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
 
     if (stopped())
         return stoppedResult();
+    // A run that was killed on its way may have left part files behind.
+    RemoveLeftoverPartFiles(installDir);
     m_progress.SetRange(0, 100);
     m_progress.SetPosition(1);
 
@@ -176,7 +197,13 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
 
             // This run's restore directory, with the local revision file as it
             // stands before the run.
-            result.restoreDirectory = BeginRestoreDirectory(installDir, DateStamp());
+            const std::string stamp = DateStamp();
+            result.restoreDirectory = BeginRestoreDirectory(installDir, stamp);
+            if (result.restoreDirectory.empty()) {
+                // Without the way back no file may be replaced.
+                result.reason = "no restore directory: " + localFailure(installDir + "/" + stamp, errno);
+                return;
+            }
 
             result.outcome = Outcome::RevisionFileFailed;
             if (stopped())
@@ -212,6 +239,12 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             m_log.AddLine("---- start transfer ----");
 
             std::vector<bool> refused(remote.m_aNames.size());
+            // Directories of the files, each cleared once of what a killed run left there.
+            std::set<std::string> swept{installDir, result.restoreDirectory};
+            auto sweepDirectoryOf = [&swept](const std::string& path) {
+                if (swept.insert(directoryOf(path)).second)
+                    PartFile::RemoveLeftovers(directoryOf(path));
+            };
             for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
                 const std::string& name = remote.m_aNames[i];
                 const std::string installed = LocalPath(installDir, name);
@@ -231,18 +264,27 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 if (stopped())
                     return;
                 CreateParentDirectory(installed);
+                sweepDirectoryOf(installed);
+                sweepDirectoryOf(LocalPath(result.restoreDirectory, name));
+                // A run killed while placing the file may have left it only under its staged name.
+                UnstageFile(installed);
                 const std::optional<std::filesystem::perms> mode = permissionsOf(installed);
                 // The file arrives under a hidden name first. Only once it is
                 // complete, and the run still goes on, is the old copy kept,
                 // the installed file put aside and the new one renamed into
                 // place, in one step that no stop request cuts: a run stopped
-                // before it leaves the installed file where it was.
+                // before it leaves the installed file where it was. A file
+                // whose old copy can't be kept is not replaced.
                 bool placing = false;
+                int notKept = 0;
                 const bool arrived = client.DownloadFile(name, installDir, [&] {
                     if (stopped())
                         return false;
+                    if (!KeepOldCopy(installDir, result.restoreDirectory, name)) {
+                        notKept = errno != 0 ? errno : EIO;
+                        return false;
+                    }
                     placing = true;
-                    KeepOldCopy(installDir, result.restoreDirectory, name);
                     StageFile(installed);
                     return true;
                 }, trust.CheckOf(name).get());
@@ -262,10 +304,13 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     m_log.ReplaceLastLine("  ok!    " + name);
                     remote.m_aTransferred[i].assign(1, '1');
                 } else {
-                    qCWarning(lcRun, "%s did not arrive; the installed file stays", name.c_str());
+                    const std::string why = notKept == 0 ? withCause(name + " did not arrive", client)
+                        : name + " was not replaced, its old copy could not be kept: "
+                              + localFailure(LocalPath(result.restoreDirectory, name), notKept);
+                    qCWarning(lcRun, "%s; the installed file stays", why.c_str());
                     m_log.ReplaceLastLine(" fail!    " + name);
                     if (result.failedFiles++ == 0)
-                        result.reason = withCause(name + " did not arrive", client);
+                        result.reason = why;
                 }
             }
 

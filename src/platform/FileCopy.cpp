@@ -86,16 +86,33 @@ bool copyContent(int in, int out, const std::stop_token& stop)
 
 } // namespace
 
-bool CopyFileOver(const std::string& source, const std::string& target, std::stop_token stop)
+bool CopyFileOver(const std::string& source, const std::string& target, std::stop_token stop,
+                  const std::function<bool()>& beforePlacing)
 {
     // Non-blocking, so that a FIFO where a file should be is refused instead of waited for.
     const Descriptor in(::open(source.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
-    if (in.get() < 0 || ::fstat(in.get(), &info) != 0 || !S_ISREG(info.st_mode))
+    if (in.get() < 0 || ::fstat(in.get(), &info) != 0)
         return false;
+    if (!S_ISREG(info.st_mode)) {
+        errno = EINVAL;
+        return false;
+    }
     PartFile part(target, info.st_mode);
-    if (!part.isOpen() || !copyContent(in.get(), part.fd(), stop) || stop.stop_requested())
+    if (!part.isOpen())
         return false;
+    errno = 0;
+    if (!copyContent(in.get(), part.fd(), stop)) {
+        const int error = errno;
+        part.Discard();
+        errno = error;
+        return false;
+    }
+    if (stop.stop_requested() || (beforePlacing && !beforePlacing())) {
+        part.Discard();
+        errno = 0;
+        return false;
+    }
     return part.Commit();
 }
 

@@ -1,7 +1,10 @@
 #include "platform/PartFile.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,7 +48,9 @@ bool PartFile::Commit()
         m_temp.clear();
         return true;
     }
+    const int error = errno;
     Discard();
+    errno = error;
     return false;
 }
 
@@ -67,6 +72,21 @@ bool PartFile::IsPartFileName(const std::string& name)
     const std::size_t mark = name.size() - kUniqueSize - kPartMarkSize;
     return name.compare(mark, kPartMarkSize, kPartMark) == 0
            && name.find('/', mark + kPartMarkSize) == std::string::npos;
+}
+
+void PartFile::RemoveLeftovers(const std::string& directory)
+{
+    DIR* listing = ::opendir(directory.c_str());
+    if (!listing)
+        return;
+    const int at = ::dirfd(listing);
+    while (const dirent* entry = ::readdir(listing)) {
+        struct stat info {};
+        if (IsPartFileName(entry->d_name) && ::fstatat(at, entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0
+            && S_ISREG(info.st_mode))
+            ::unlinkat(at, entry->d_name, 0);
+    }
+    ::closedir(listing);
 }
 
 } // namespace kau

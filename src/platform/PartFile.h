@@ -20,13 +20,16 @@ public:
     int fd() const { return m_fd; }
 
     // Closes the file and renames it over the target. False, with the hidden
-    // file removed and the target untouched, if either fails.
+    // file removed, the target untouched and errno telling why, if either fails.
     bool Commit();
     // Closes and removes the hidden file; the target stays as it was.
     void Discard();
 
     // True if a bare file name is one that a PartFile makes (".NAME.part-XXXXXX").
     static bool IsPartFileName(const std::string& name);
+    // Removes the part files that a writer killed on its way left in
+    // directory (not below it). Only for a directory no other writer uses.
+    static void RemoveLeftovers(const std::string& directory);
 
 private:
     std::string m_target;

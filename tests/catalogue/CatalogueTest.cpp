@@ -192,24 +192,31 @@ TEST(LocalRevisionUpdate, CrashLeftoversAndFilesThatCannotBeWritten)
 {
     ScriptedBox box;
     TempDir dir;
-    // What a crash between writing and renaming leaves: the old file, readable, and a half temporary one.
+    // What a kill between writing and renaming leaves: the old file, readable, and a hidden part
+    // file, which the next run's clean-up removes, and only that.
     dir.write("RelInfoLocal.rel", "a; 1\r\n");
-    dir.write("RelInfoLocal.rel.new", "half a li");
+    dir.write(".RelInfoLocal.rel.part-Xa3b9Q", "half a li");
+    dir.write(".part-Xa3b9Q", "no part file: nothing before the mark");
+    dir.write("201406021405/.Sampler.exe.part-k2Jd0w", "half a cop");
     LocalRevisionList local;
     ASSERT_TRUE(ReadLocalRevisions(local, dir / "RelInfoLocal.rel") && local.m_aVersions == Names{"1"});
     ASSERT_TRUE(UpdateLocalRevisions(local, {{"a"}, {"2"}, {"1"}}, dir / "RelInfoLocal.rel"));
-    EXPECT_TRUE(dir.read("RelInfoLocal.rel") == "a; 2\r\n" && !dir.exists("RelInfoLocal.rel.new"));
-    // A directory in the way of the file or of its temporary, or no directory at all: the box and false.
-    dir.write("blocked.rel", "a; 1\r\n");
-    dir.write("blocked.rel.new/x", "");
+    EXPECT_EQ(dir.read("RelInfoLocal.rel"), "a; 2\r\n");
+    RemoveLeftoverPartFiles(dir.str());
+    EXPECT_FALSE(dir.exists(".RelInfoLocal.rel.part-Xa3b9Q") || dir.exists("201406021405/.Sampler.exe.part-k2Jd0w"));
+    EXPECT_TRUE(dir.exists(".part-Xa3b9Q"));
+    const auto entries = [&dir] {
+        return std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator());
+    };
+    EXPECT_EQ(entries(), 3); // RelInfoLocal.rel, .part-Xa3b9Q and the restore directory
+    // A directory in the way of the file, or no directory at all: the box and false.
     dir.write("dir.rel/x", "");
-    for (const char* name : {"blocked.rel", "dir.rel", "nowhere/RelInfoLocal.rel"}) {
+    for (const char* name : {"dir.rel", "nowhere/RelInfoLocal.rel"}) {
         EXPECT_FALSE(UpdateLocalRevisions(local, {{"a"}, {"3"}, {"1"}}, dir / name)) << name;
         EXPECT_TRUE(box.shown().back().text.starts_with("Error occurred! \n")) << name;
     }
-    EXPECT_EQ(box.count(), 3u);
-    EXPECT_EQ(dir.read("blocked.rel"), "a; 1\r\n");
-    EXPECT_TRUE(dir.exists("dir.rel/x") && !dir.exists("dir.rel.new"));
+    EXPECT_EQ(box.count(), 2u);
+    EXPECT_EQ(entries(), 4) << "no part file stays behind a failed write"; // and dir.rel
 }
 
 TEST(StagedFiles, NamesStagingAndParentDirectories)
@@ -222,9 +229,16 @@ TEST(StagedFiles, NamesStagingAndParentDirectories)
     EXPECT_TRUE(StageFile(file) && DeleteStagedFile(file)); // nothing to stage, nothing to delete
     dir.write("Sampler", "new old");
     dir.write("upd_Sampler", "older");
-    EXPECT_TRUE(StageFile(file) && !dir.exists("Sampler")); // the older staged file is replaced
+    // The older staged file is replaced; the file stays under its own name as well until a new one
+    // is renamed over it, and staging is undone by dropping the second name.
+    EXPECT_TRUE(StageFile(file) && dir.read("Sampler") == "new old" && dir.read("upd_Sampler") == "new old");
+    EXPECT_TRUE(UnstageFile(file) && dir.read("Sampler") == "new old" && !dir.exists("upd_Sampler"));
+    EXPECT_TRUE(StageFile(file));
+    dir.write("Sampler.new", "newer");
+    fs::rename(dir / "Sampler.new", file);
     EXPECT_EQ(dir.read("upd_Sampler"), "new old");
-    EXPECT_TRUE(DeleteStagedFile(file) && !dir.exists("upd_Sampler"));
+    EXPECT_FALSE(UnstageFile(file)) << "another file stands under the name now";
+    EXPECT_TRUE(DeleteStagedFile(file) && !dir.exists("upd_Sampler") && dir.read("Sampler") == "newer");
     dir.write("x/keep", "k"); // non-empty directories under both names: the rename fails
     dir.write("upd_x/keep", "k");
     EXPECT_FALSE(StageFile(dir / "x"));
@@ -241,37 +255,61 @@ TEST(StagedFiles, NamesStagingAndParentDirectories)
     EXPECT_FALSE(CreateParentDirectory(dir / "a/b/c.dll") || dir.exists("a"));
 }
 
-// One restore directory through two runs in the same minute and the dialog's listing of it. The old
-// copies of an ordinary run are pinned by the update run's own tests.
+// Restore directories as runs make them, with a second run in the same minute, their failures, and
+// the dialog's listing of one. The old copies of an ordinary run are pinned by the update run's tests.
 TEST(RestoreArchive, GrowthAndTheFilesOfOneDirectory)
 {
     ScriptedBox box;
     TempDir dir;
     const std::string restore = BeginRestoreDirectory(dir.str(), "201406021405"); // no RelInfoLocal.rel to copy
-    KeepOldCopy(dir.str(), restore, "%Data\\settings.ini"); // a "%" name gets only its directory
+    EXPECT_TRUE(KeepOldCopy(dir.str(), restore, "%Data\\settings.ini")); // a "%" name gets only its directory
+    EXPECT_TRUE(KeepOldCopy(dir.str(), restore, "Missing.dll")); // nothing installed: nothing to keep
     EXPECT_TRUE(restore == dir / "201406021405" && fs::is_empty(restore) && fs::is_directory(dir / "%Data"));
     LocalRevisionList files;
     EXPECT_FALSE(ListRestoreDirectoryFiles(restore, files)); // makes an empty RelInfoLocal.rel
     EXPECT_TRUE(ListRestoreDirectoryFiles(restore, files) && files.m_aNames == Names{"RelInfoLocal.rel"});
-    // A second run in the same minute copies over; versions go by exact name; the open completes the last line.
+
+    // Versions go by exact name; the open completes the last line; a part file is no file of the archive.
     dir.write("RelInfoLocal.rel", "Sampler.exe; 3.10.01\r\nSAMPLER.CHM; 1.0\r\nnone;\r\nGone.dll; 1.0");
-    EXPECT_EQ(BeginRestoreDirectory(dir.str(), "201406021405"), restore);
+    const std::string second = BeginRestoreDirectory(dir.str(), "201406021406");
     for (const std::string name : {"Sampler.exe", "sampler.chm", "none", "Plugins/Filter.dll"}) {
         dir.write(name, "second");
-        KeepOldCopy(dir.str(), restore, name);
+        EXPECT_TRUE(KeepOldCopy(dir.str(), second, name)) << name;
     }
-    ASSERT_TRUE(ListRestoreDirectoryFiles(restore, files));
+    dir.write("201406021406/.none.part-x8Yz0A", "half a cop");
+    ASSERT_TRUE(ListRestoreDirectoryFiles(second, files));
     EXPECT_EQ(files.m_aNames, (Names{"RelInfoLocal.rel", "Sampler.exe", "none", "sampler.chm"}));
     EXPECT_EQ(files.m_aVersions, (Names{"-", "3.10.01", "-", "-"}));
-    EXPECT_TRUE(dir.read("201406021405/RelInfoLocal.rel").ends_with("none;\r\nGone.dll; 1.0\r\n"));
+    EXPECT_TRUE(dir.read("201406021406/RelInfoLocal.rel").ends_with("none;\r\nGone.dll; 1.0\r\n"));
+    // A later run in the same minute adds to it but keeps what the first one kept: the state before
+    // the first run, also after a killed run whose files had been replaced already.
+    dir.write("RelInfoLocal.rel", "Sampler.exe; 3.10.02\r\n");
+    dir.write("Sampler.exe", "third");
+    dir.write("Readme.txt", "third");
+    EXPECT_EQ(BeginRestoreDirectory(dir.str(), "201406021406"), second);
+    EXPECT_TRUE(KeepOldCopy(dir.str(), second, "Sampler.exe") && KeepOldCopy(dir.str(), second, "Readme.txt"));
+    EXPECT_EQ(dir.read("201406021406/Sampler.exe") + dir.read("201406021406/Readme.txt"), "secondthird");
+    EXPECT_TRUE(dir.read("201406021406/RelInfoLocal.rel").starts_with("Sampler.exe; 3.10.01"));
+
+    // Where no copy can be made, nothing says it is kept: a file in the way of the directory or of a
+    // copy's directory.
+    dir.write("201406021407", "a file");
+    errno = 0;
+    EXPECT_EQ(BeginRestoreDirectory(dir.str(), "201406021407"), "");
+    EXPECT_EQ(errno, ENOTDIR);
+    dir.write("Docs/Guide.txt", "guide");
+    dir.write("201406021406/Docs", "a file");
+    EXPECT_FALSE(KeepOldCopy(dir.str(), second, "Docs\\Guide.txt"));
+    EXPECT_EQ(errno, ENOTDIR);
+
     // A one-byte revision file is too short to be completed; it is read as it stands.
     dir.write("201406021405/RelInfoLocal.rel", "x");
     ASSERT_TRUE(ListRestoreDirectoryFiles(restore, files));
     EXPECT_EQ(dir.read("201406021405/RelInfoLocal.rel"), "x");
     // A revision file that can't be opened: the box, and the versions stay "-".
-    dir.write("201406021406/RelInfoLocal.rel/x", "");
-    dir.write("201406021406/Sampler", "x");
-    EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021406", files) && files.m_aVersions == Names{"-"});
+    dir.write("201406021408/RelInfoLocal.rel/x", "");
+    dir.write("201406021408/Sampler", "x");
+    EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021408", files) && files.m_aVersions == Names{"-"});
     EXPECT_EQ(box.count(), 1u);
     EXPECT_TRUE(!ListRestoreDirectoryFiles(dir / "missing", files) && files.m_aNames.empty());
 }
@@ -281,7 +319,8 @@ TEST(RestoreArchive, ListingAndCollecting)
     TempDir dir;
     for (const char* file : {"201402100915/RelInfoLocal.rel", "201402100915/Sampler.exe", "201405131120/sampler.chm",
                              "201405131120/RelInfoLocal.rel", "201405131120/Sampler.exe", "201409011630/Sampler.exe",
-                             "201409011630/RelInfoLocal.rel", "201405131120/P/F.dll"}) // the last never played back
+                             "201409011630/RelInfoLocal.rel", "201405131120/P/F.dll", // never played back
+                             "201409011630/.Sampler.exe.part-Q1w2e3"}) // nor a copy cut short
         dir.write(file, "");
     for (const char* name : {"20140513112", "2014051311200", "199912312359", "20abcdefghij", "201301010000"})
         fs::create_directory(dir.path() / name);

@@ -441,8 +441,8 @@ TEST(KorautoupdateRestore, PlaysTheStateBackExits1ForAnUnknownStampOrAFailedCopy
     EXPECT_THAT(r.err, HasSubstr("restore stopped"));
     for (const auto& e : fs::directory_iterator(archive.install.path()))
         EXPECT_THAT(e.path().filename().string(), Not(StartsWith(".")));
-    EXPECT_EQ(archive.install.read("upd_Big.dat"), "the installed one");
-    EXPECT_FALSE(archive.install.exists("Big.dat"));
+    EXPECT_EQ(archive.install.read("Big.dat"), "the installed one");
+    EXPECT_FALSE(archive.install.exists("upd_Big.dat"));
 }
 
 TEST(Korautoupdate, BadUsageExits2WithTheErrorOnStderrAndHelpExits0)

@@ -95,7 +95,7 @@ TEST_F(RestoreRunTest, ANameThatIsNoRestoreDirectoryRestoresNothingAndAnEmptyNew
     EXPECT_EQ(filesBelow(install.path()), before);
 }
 
-TEST_F(RestoreRunTest, AFailedCopyKeepsTheOldFileStagedADirectoryIsNeverPutAsideAndTheRunGoesOn)
+TEST_F(RestoreRunTest, AFailedCopyLeavesTheInstalledFileADirectoryIsNeverPutAsideAndTheRunGoesOn)
 {
     // A source that vanished after the listing, and a file whose name is a directory of the installation now.
     fs::create_symlink(install / "gone", install / (std::string(kNewest) + "/Readme.txt"));
@@ -108,8 +108,8 @@ TEST_F(RestoreRunTest, AFailedCopyKeepsTheOldFileStagedADirectoryIsNeverPutAside
     EXPECT_EQ(result.failedFiles, 2u);
     EXPECT_EQ(install.read("Plugins/Filter.dll"), "filter 4\n");
     EXPECT_FALSE(install.exists("upd_Plugins"));
-    EXPECT_EQ(install.read("upd_Readme.txt"), "read me 4\n") << "the old file stays under its staged name";
-    EXPECT_FALSE(install.exists("Readme.txt"));
+    EXPECT_EQ(install.read("Readme.txt"), "read me 4\n") << "the installed file stays where it was";
+    EXPECT_FALSE(install.exists("upd_Readme.txt"));
     EXPECT_EQ(install.read("Sampler.exe"), "program 3\n");
     EXPECT_FALSE(install.exists("upd_Sampler.exe"));
 }
@@ -162,4 +162,23 @@ TEST_F(RestoreRunTest, OnlyRestoreDirectoriesAndCopiesInsideTheInstallationAreRe
     EXPECT_EQ(install.read("sampler.chm"), "help 4\n");
     EXPECT_FALSE(install.exists("upd_sampler.chm"));
     EXPECT_EQ(outside.read("secret.txt"), "secret\n");
+}
+
+TEST_F(RestoreRunTest, WhatAKilledRestoreLeftIsPutBackOrCleared)
+{
+    // Killed while placing Sampler.exe, and while copying sampler.chm: the file only under its
+    // staged name, part files beside the target and in a restore directory. The rerun's copy of
+    // Sampler.exe fails: the file put back stays.
+    fs::rename(install / "Sampler.exe", install / "upd_Sampler.exe");
+    install.write(".sampler.chm.part-a1B2c3", "help ");
+    install.write(std::string(kNewest) + "/.Sampler.exe.part-d4E5f6", "prog");
+    fs::remove(install / (std::string(kNewest) + "/Sampler.exe"));
+    fs::create_symlink(install / "gone", install / (std::string(kNewest) + "/Sampler.exe"));
+    Files archived = archive();
+    std::erase_if(archived, [](const auto& f) { return f.first.find(".part-") != std::string::npos; });
+    const auto result = run(kNewest);
+    EXPECT_EQ(lines, logOf(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", " fail!    201409011630/Sampler.exe"}));
+    EXPECT_EQ(result.failedFiles, 1u);
+    EXPECT_EQ(installed(), (Files{{"RelInfoLocal.rel", state(3)}, {"Sampler.exe", "program 4\n"}, {"sampler.chm", "help 4\n"}}));
+    EXPECT_EQ(archive(), archived) << "the part file in the archive is gone, nothing else";
 }

@@ -6,6 +6,7 @@
 #include "support/FtpServer.h"
 #include "support/ScriptedBox.h"
 
+#include <ctime>
 #include <future>
 #include <gtest/gtest.h>
 
@@ -48,6 +49,20 @@ struct UpdateRunTest : ::testing::Test, RunLog, RunProgress {
         return UpdateRun(*this, *this, stop).run(SampleProduct::kKey, product.install.str(), allFiles);
     }
 };
+
+// The restore directory names of this minute and the next: a run started now makes one of them.
+Lines stampsFromNow()
+{
+    Lines stamps;
+    for (const std::time_t at : {std::time(nullptr), std::time(nullptr) + 60}) {
+        std::tm local{};
+        localtime_r(&at, &local);
+        char text[16];
+        std::strftime(text, sizeof text, "%Y%m%d%H%M", &local);
+        stamps.emplace_back(text);
+    }
+    return stamps;
+}
 
 } // namespace
 
@@ -193,4 +208,62 @@ TEST_F(UpdateRunTest, HostileNamesFailOneByOneWithNothingWrittenOutsideAndNoInst
     EXPECT_EQ(product.install.read("Readme.txt"), "read me\n");
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"), revisionFile({"Sampler.exe; 3.10.02", "Plugins\\Filter.dll; 2.00.07",
                                                                       "sampler.chm; 1.03.00", "Readme.txt; 1.0"}));
+}
+
+TEST_F(UpdateRunTest, WhatAKilledRunLeftIsPutBackOrClearedAndItsOldCopiesStay)
+{
+    // A run killed on its way this minute: sampler.chm replaced already (its old copy kept),
+    // Sampler.exe only under its staged name, part files of a transfer, of an archive copy, of the
+    // rewrite and in a subdirectory.
+    const std::string killed = stampsFromNow()[0];
+    product.install.write(killed + "/RelInfoLocal.rel", oldLocal);
+    product.install.write(killed + "/sampler.chm", "help release 1\n");
+    product.install.write(killed + "/.Sampler.exe.part-Ab12Cd", "program rel");
+    product.install.write("sampler.chm", product.server.read("Sampler/sampler.chm"));
+    fs::rename(product.install / "Sampler.exe", product.install / "upd_Sampler.exe");
+    for (const char* part : {".Readme.txt.part-Ef34Gh", ".RelInfoLocal.rel.part-Ij56Kl", "Plugins/.Filter.dll.part-Mn78Op"})
+        product.install.write(part, "cut short");
+    const UpdateRun::Result result = run(true);
+    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Plugins\\Filter.dll",
+                               "  ok!    Readme.txt"}, true));
+    const Files left = filesBelow(product.install.path());
+    for (const auto& [name, content] : left)
+        EXPECT_TRUE(name.find(".part-") == std::string::npos && name.find("upd_") == std::string::npos) << name;
+    for (const std::string name : {"Sampler.exe", "sampler.chm", "Readme.txt"})
+        EXPECT_EQ(left.at(name), product.server.read("Sampler/" + name));
+    // The way back holds what stood before the killed run, not what it had put in place.
+    EXPECT_EQ(left.at(killed + "/sampler.chm"), "help release 1\n");
+    EXPECT_EQ(left.at(killed + "/RelInfoLocal.rel"), oldLocal);
+    const std::string stamp = fs::path(result.restoreDirectory).filename().string();
+    EXPECT_EQ(left.at(stamp + "/Sampler.exe"), "program release 1\n") << "put back, then kept like any other";
+}
+
+TEST_F(UpdateRunTest, AFileWhoseOldCopyCannotBeKeptIsNotReplacedAndNoRestoreDirectoryEndsTheRun)
+{
+    // A file where the copy of Plugins/Filter.dll would go, in whichever minute the run falls.
+    product.server.write("Sampler/Plugins/Filter.dll", "filter 2.00.08\n");
+    for (const std::string& stamp : stampsFromNow())
+        product.install.write(stamp + "/Plugins", "in the way");
+    UpdateRun::Result result = run(true);
+    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", " fail!    Plugins\\Filter.dll",
+                               "  ok!    Readme.txt"}, true));
+    EXPECT_EQ(product.install.read("Plugins/Filter.dll"), "filter 2.00.07\n");
+    EXPECT_FALSE(product.install.exists("Plugins/upd_Filter.dll"));
+    EXPECT_EQ(result.failedFiles, 1u);
+    EXPECT_EQ(result.reason, "Plugins\\Filter.dll was not replaced, its old copy could not be kept: "
+                                 + result.restoreDirectory + "/Plugins/Filter.dll: not a directory");
+    EXPECT_TRUE(product.install.read("RelInfoLocal.rel").find("Plugins\\Filter.dll; 2.00.07") != std::string::npos);
+
+    // No restore directory at all: the run ends before the revision file is fetched.
+    for (const std::string& stamp : stampsFromNow()) {
+        fs::remove_all(product.install / stamp);
+        product.install.write(stamp, "in the way");
+    }
+    const Files before = filesBelow(product.install.path());
+    result = run(true);
+    EXPECT_EQ(result.outcome, Outcome::Failed);
+    EXPECT_EQ(lines, logOf(3, {}));
+    EXPECT_TRUE(result.reason.starts_with("no restore directory: " + product.install.str() + "/20")) << result.reason;
+    EXPECT_TRUE(result.reason.ends_with(": not a directory")) << result.reason;
+    EXPECT_EQ(filesBelow(product.install.path()), before);
 }
