@@ -35,8 +35,6 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
     result.stopped = true;
     if (stopped())
         return result;
-    // A run that was killed on its way may have left part files behind.
-    RemoveLeftoverPartFiles(installDir);
     m_progress.SetRange(0, 100);
     m_progress.SetPosition(1);
 
@@ -50,6 +48,9 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
         EndBlock(m_log, m_progress, kEndOfRestoreLine);
         return result;
     }
+    // A run that was killed on its way may have left part files behind;
+    // only the holder of the installation may take them for leftovers.
+    RemoveLeftoverPartFiles(installDir);
 
     // Only a restore directory of this installation is read.
     RestoreFileList files;

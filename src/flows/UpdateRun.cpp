@@ -126,8 +126,6 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
 
     if (stopped())
         return stoppedResult();
-    // A run that was killed on its way may have left part files behind.
-    RemoveLeftoverPartFiles(installDir);
     m_progress.SetRange(0, 100);
     m_progress.SetPosition(1);
 
@@ -142,6 +140,9 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
         EndBlock(m_log, m_progress, kEndOfDownloadLine);
         return result;
     }
+    // A run that was killed on its way may have left part files behind;
+    // only the holder of the installation may take them for leftovers.
+    RemoveLeftoverPartFiles(installDir);
 
     LocalRevisionList local;
     RemoteRevisionList remote;
