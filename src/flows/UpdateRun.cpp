@@ -80,7 +80,7 @@ UpdateRun::Result stoppedResult()
 } // namespace
 
 UpdateRun::UpdateRun(RunLog& log, RunProgress& progress, std::stop_token stop)
-    : m_log(log), m_progress(progress), m_stop(std::move(stop))
+    : m_run(log, progress, std::move(stop))
 {
 }
 
@@ -106,16 +106,16 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
 
     if (stopped())
         return stoppedResult();
-    m_progress.SetRange(0, 100);
-    m_progress.SetPosition(1);
+    m_run.progress.SetRange(0, 100);
+    m_run.progress.SetPosition(1);
 
     LocalRevisionList local;
     RemoteRevisionList remote;
     CFtpFileClient client;
     // A stop request aborts whatever the client is waiting for.
-    std::stop_callback abortTransfer(m_stop, [&client] { client.Abort(); });
+    std::stop_callback abortTransfer(m_run.stop, [&client] { client.Abort(); });
 
-    m_log.AddLine("... connect to the KORVANE server");
+    m_run.log.AddLine("... connect to the KORVANE server");
     if (stopped())
         return stoppedResult();
     if (!client.Connect("", "", "")) {
@@ -123,14 +123,14 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             return stoppedResult();
         result.outcome = Outcome::NoConnection;
         logEnd(result);
-        EndBlock(m_log, m_progress, kEndOfDownloadLine);
+        EndBlock(m_run.log, m_run.progress, kEndOfDownloadLine);
         return result;
     }
 
     try {
         result.outcome = Outcome::Failed;
         [&] {
-            m_log.AddLine("... set path (" + productKey + ")");
+            m_run.log.AddLine("... set path (" + productKey + ")");
             if (stopped())
                 return;
             if (!client.ChangeDirectory(productKey)) {
@@ -138,7 +138,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 result.reason = withCause("no product directory \"" + productKey + "\" on the server", client);
                 return;
             }
-            m_log.AddLine("... check remote revision file");
+            m_run.log.AddLine("... check remote revision file");
             if (stopped())
                 return;
             if (!client.FindFile(kRemoteRevisionFile)) {
@@ -179,23 +179,23 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 return;
             }
 
-            m_log.AddLine("... check local revision file");
+            m_run.log.AddLine("... check local revision file");
             if (stopped())
                 return;
             ReadLocalRevisions(local, localRevisions);
 
-            m_log.AddLine("... compare new files");
+            m_run.log.AddLine("... compare new files");
             if (stopped())
                 return;
             if (!CompareReleases(local, remote, allFiles)) {
-                m_log.AddLine(" end! No updates found!");
+                m_run.log.AddLine(" end! No updates found!");
                 result.outcome = Outcome::NothingNew;
                 return;
             }
 
             result.files = remote.m_aNames.size();
-            m_progress.SetRange(0, static_cast<int>(remote.m_aNames.size()) + 1);
-            m_log.AddLine("---- start transfer ----");
+            m_run.progress.SetRange(0, static_cast<int>(remote.m_aNames.size()) + 1);
+            m_run.log.AddLine("---- start transfer ----");
 
             std::vector<bool> refused(remote.m_aNames.size());
             for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
@@ -206,14 +206,14 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 if (!IsSafeInstallName(installDir, name)) {
                     // Never archived, staged, written or recorded; the run goes on.
                     refused[i] = true;
-                    m_progress.SetPosition(static_cast<int>(i) + 1);
-                    m_log.AddLine(" fail!    " + EscapeControls(name));
+                    m_run.progress.SetPosition(static_cast<int>(i) + 1);
+                    m_run.log.AddLine(" fail!    " + EscapeControls(name));
                     ++result.failedFiles;
                     continue;
                 }
-                m_progress.SetPosition(static_cast<int>(i) + 1);
-                m_log.AddPendingLine(" copy -> " + name);
-                m_log.ScrollToEnd();
+                m_run.progress.SetPosition(static_cast<int>(i) + 1);
+                m_run.log.AddPendingLine(" copy -> " + name);
+                m_run.log.ScrollToEnd();
                 if (stopped())
                     return;
                 CreateParentDirectory(installed);
@@ -245,26 +245,26 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 if (stopped())
                     return;
                 if (arrived) {
-                    m_log.ReplaceLastLine("  ok!    " + name);
+                    m_run.log.ReplaceLastLine("  ok!    " + name);
                     remote.m_aTransferred[i].assign(1, '1');
                 } else {
                     qCWarning(lcRun, "%s did not arrive; the installed file stays", name.c_str());
-                    m_log.ReplaceLastLine(" fail!    " + name);
+                    m_run.log.ReplaceLastLine(" fail!    " + name);
                     if (result.failedFiles++ == 0)
                         result.reason = withCause(name + " did not arrive", client);
                 }
             }
 
-            m_log.AddLine("---- end transfer ----");
-            m_log.ScrollToEnd();
-            m_log.AddLine("... update local revision file");
+            m_run.log.AddLine("---- end transfer ----");
+            m_run.log.ScrollToEnd();
+            m_run.log.AddLine("... update local revision file");
             if (stopped())
                 return;
             DropEntries(remote, refused);
             result.revisionsWritten = UpdateLocalRevisions(local, remote, localRevisions);
             if (!result.revisionsWritten && result.reason.empty())
                 result.reason = localRevisions + " could not be written";
-            m_log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
+            m_run.log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
                                                   : " fail! no update in local revision file");
             result.outcome = Outcome::Transferred;
         }();
@@ -282,7 +282,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
     }
     logEnd(result);
     client.Disconnect();
-    EndBlock(m_log, m_progress, kEndOfDownloadLine);
+    EndBlock(m_run.log, m_run.progress, kEndOfDownloadLine);
     return result;
 }
 
