@@ -199,7 +199,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
 
             std::vector<bool> refused(remote.m_aNames.size());
             for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
-                const std::string& name = remote.m_aNames[i];
+                const std::string name(remote.m_aNames[i]);
                 const std::string installed = LocalPath(installDir, name);
                 if (stopped())
                     return;
@@ -246,7 +246,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     return;
                 if (arrived) {
                     m_run.log.ReplaceLastLine("  ok!    " + name);
-                    remote.m_aTransferred[i].assign(1, '1');
+                    remote.m_aTransferred[i] = true;
                 } else {
                     qCWarning(lcRun, "%s did not arrive; the installed file stays", name.c_str());
                     m_run.log.ReplaceLastLine(" fail!    " + name);
