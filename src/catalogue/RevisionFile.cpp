@@ -46,37 +46,34 @@ std::string TrimField(const std::string& text)
 
 namespace {
 
-// Opens the file and hands it mapped to read (a file that exists but can't be
+// Opens the file and hands it to read (a file that exists but can't be
 // opened reads as empty). False if the file does not exist.
-bool withRevisionBytes(const std::string& path,
-                       const std::function<void(const std::shared_ptr<const MappedBytes>&)>& read)
+bool withRevisionFile(const std::string& path, const std::function<void(CTextFile&)>& read)
 {
     std::error_code ec;
     if (!std::filesystem::exists(path, ec))
         return false;
     CTextFile file;
     if (file.OpenRead(path, false))
-        read(file.MapWhole());
+        read(file);
     return true;
 }
 
-// The records of text: each line's trimmed first and second field (as
-// FieldOf reads them), the lines without a name passed over.
+// The record of a line: its trimmed first and second field (as FieldOf
+// reads them); a line without a name is none.
 template <class Visit>
-void visitRecords(std::string_view text, Visit&& visit)
+void visitRecord(std::string_view line, Visit&& visit)
 {
-    VisitAllCrLfLines(text, [&visit](std::string_view line) {
-        const std::size_t first = line.find(';');
-        const std::string_view name = TrimmedView(line.substr(0, first));
-        if (name.empty())
-            return;
-        if (first == std::string_view::npos || first + 1 == line.size()) {
-            visit(name, std::string_view());
-            return;
-        }
-        const std::string_view rest = line.substr(first + 1);
-        visit(name, TrimmedView(rest.substr(0, rest.find(';'))));
-    });
+    const std::size_t first = line.find(';');
+    const std::string_view name = TrimmedView(line.substr(0, first));
+    if (name.empty())
+        return;
+    if (first == std::string_view::npos || first + 1 == line.size()) {
+        visit(name, std::string_view());
+        return;
+    }
+    const std::string_view rest = line.substr(first + 1);
+    visit(name, TrimmedView(rest.substr(0, rest.find(';'))));
 }
 
 // An upper bound of the lines of text: one more than its LF bytes.
@@ -96,7 +93,9 @@ std::size_t lineBound(std::string_view text)
 bool readRevisions(const std::string& path, TextList& names, TextList& versions,
                    std::vector<bool>* transferred)
 {
-    return withRevisionBytes(path, [&](const std::shared_ptr<const MappedBytes>& bytes) {
+    return withRevisionFile(path, [&](CTextFile& file) {
+        // Mapped, so that the lists keep views of the file instead of copies.
+        const std::shared_ptr<const MappedBytes> bytes = file.MapWhole();
         const std::string_view text = bytes->view();
         // Growing the lists step by step touches about twice their final
         // memory; the count costs one more pass over the mapped bytes.
@@ -105,9 +104,11 @@ bool readRevisions(const std::string& path, TextList& names, TextList& versions,
         versions.reserve(versions.size() + lines);
         names.UseSource(bytes);
         versions.UseSource(bytes);
-        visitRecords(text, [&](std::string_view name, std::string_view version) {
-            names.push_back(name);
-            versions.push_back(version);
+        VisitAllCrLfLines(text, [&](std::string_view line) {
+            visitRecord(line, [&](std::string_view name, std::string_view version) {
+                names.push_back(name);
+                versions.push_back(version);
+            });
         });
         if (transferred)
             transferred->resize(names.size(), false);
@@ -120,10 +121,16 @@ bool VisitRevisions(const std::string& path,
                     const std::function<void(std::string_view name, std::string_view version)>& visit,
                     const std::function<void(std::size_t records)>& expect)
 {
-    return withRevisionBytes(path, [&](const std::shared_ptr<const MappedBytes>& bytes) {
-        if (expect)
-            expect(lineBound(bytes->view()));
-        visitRecords(bytes->view(), visit);
+    // Read in blocks, not mapped: nothing is kept, so the file need not stay
+    // in memory.
+    return withRevisionFile(path, [&](CTextFile& file) {
+        if (expect) {
+            std::size_t lines = 0;
+            file.ScanLines([&lines](std::string_view) { ++lines; });
+            expect(lines);
+            file.Rewind();
+        }
+        file.ScanLines([&visit](std::string_view line) { visitRecord(line, visit); });
     });
 }
 

@@ -24,8 +24,8 @@ std::string_view TrimmedView(std::string_view text);
 bool ReadLocalRevisions(LocalRevisionList& list, std::string path);
 // The same reading, record by record: hands each record's trimmed name and
 // version to visit instead of keeping them. The views live during the call.
-// With expect, a first pass tells it an upper bound of the records (one more
-// than the file's LF bytes), so that the caller can make room for them at once.
+// With expect, a first pass counts the lines and tells it the count, an upper
+// bound of the records, so that the caller can make room for them at once.
 bool VisitRevisions(const std::string& path,
                     const std::function<void(std::string_view name, std::string_view version)>& visit,
                     const std::function<void(std::size_t records)>& expect = nullptr);
