@@ -1,6 +1,5 @@
 #include "catalogue/TextList.h"
 
-#include <functional>
 #include <limits>
 #include <stdexcept>
 
@@ -24,22 +23,13 @@ void TextList::UseSource(std::shared_ptr<const MappedBytes> source)
         throw std::length_error("text list: the source is too long");
 }
 
-TextList::Span TextList::spanOf(std::string_view text)
+TextList::Span TextList::added(std::string_view text)
 {
-    const std::less_equal<const char*> notAfter;
-    if (!m_source.empty() && notAfter(m_source.data(), text.data())
-        && notAfter(text.data() + text.size(), m_source.data() + m_source.size()))
-        return {static_cast<std::uint32_t>(text.data() - m_source.data()), static_cast<std::uint32_t>(text.size())};
     const std::size_t offset = m_source.size() + m_added.size();
     if (offset + text.size() >= std::numeric_limits<std::uint32_t>::max())
         throw std::length_error("text list: more than 4 GiB of text");
     m_added.append(text);
     return {static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(text.size())};
-}
-
-void TextList::push_back(std::string_view text)
-{
-    m_spans.push_back(spanOf(text));
 }
 
 void TextList::set(std::size_t i, std::string_view text)

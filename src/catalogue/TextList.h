@@ -36,7 +36,7 @@ public:
     // Views of text inside source are kept as they are, without a copy, once
     // the list holds the source; until then, and for other text, a copy.
     void UseSource(std::shared_ptr<const MappedBytes> source);
-    void push_back(std::string_view text);
+    void push_back(std::string_view text) { m_spans.push_back(spanOf(text)); }
     // Entry i reads text from now on.
     void set(std::size_t i, std::string_view text);
     void reserve(std::size_t entries) { m_spans.reserve(entries); }
@@ -53,7 +53,17 @@ private:
         std::uint32_t offset; // below m_source.size(): in the source; else in m_added
         std::uint32_t size;
     };
-    Span spanOf(std::string_view text);
+    Span spanOf(std::string_view text)
+    {
+        // As addresses: text may lie anywhere (before the source, at wraps round).
+        const std::uintptr_t at =
+            reinterpret_cast<std::uintptr_t>(text.data()) - reinterpret_cast<std::uintptr_t>(m_source.data());
+        if (!m_source.empty() && at <= m_source.size() && text.size() <= m_source.size() - at)
+            return {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(text.size())};
+        return added(text);
+    }
+    // Copies text behind the added ones.
+    Span added(std::string_view text);
 
     std::shared_ptr<const MappedBytes> m_held;
     std::string_view m_source; // the held bytes, empty without a source
