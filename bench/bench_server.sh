@@ -2,6 +2,9 @@
 # (tests/support/ftp_server.py). Expects ROOT (the source tree) and BUILD.
 #
 #   bench_build TARGET          configures BUILD as Release and builds TARGET
+#   bench_program VAR TARGET PATH
+#                               keeps the program the variable VAR names, if
+#                               any; else builds TARGET, VAR=BUILD/PATH
 #   bench_workdir NAME          WORK=/tmp/NAME.XXXXXX with root/ and control/,
 #                               removed on exit together with the server
 #   bench_start_server          serves WORK/root to bench/bench on 127.0.0.1;
@@ -10,6 +13,13 @@
 bench_build() {
   cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKAU_BUILD_TESTS=OFF >/dev/null
   ninja -C "$BUILD" "$1" >/dev/null
+}
+
+bench_program() {
+  if [ -z "${!1:-}" ]; then
+    bench_build "$2"
+    printf -v "$1" '%s' "$BUILD/$3"
+  fi
 }
 
 bench_workdir() {

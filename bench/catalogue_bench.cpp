@@ -47,7 +47,7 @@ Lists makeLists()
                 c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
         lists.remote.m_aNames.push_back(name);
         lists.remote.m_aVersions.push_back(version(i, i % 2 == 0 ? 1 : 0));
-        lists.remote.m_aTransferred.emplace_back("0");
+        lists.remote.m_aTransferred.push_back(false);
     }
     return lists;
 }
@@ -70,9 +70,10 @@ void BM_ReadRevisionFile(benchmark::State& state)
     for (auto _ : state) {
         kau::RemoteRevisionList list;
         kau::ReadRemoteRevisions(list, path);
-        benchmark::DoNotOptimize(list.m_aNames.data());
         if (list.m_aNames.size() != kEntries)
             state.SkipWithError("wrong record count");
+        else
+            benchmark::DoNotOptimize(list.m_aNames[kEntries - 1].data());
     }
     std::remove(path.c_str());
 }
@@ -87,7 +88,7 @@ void BM_CompareReleases(benchmark::State& state)
         remote = lists.remote;
         state.ResumeTiming();
         kau::CompareReleases(lists.local, remote, false);
-        benchmark::DoNotOptimize(remote.m_aNames.data());
+        benchmark::DoNotOptimize(remote.m_aNames.size());
     }
 }
 BENCHMARK(BM_CompareReleases)->Unit(benchmark::kMillisecond);
@@ -97,7 +98,7 @@ void BM_UpdateLocalRevisions(benchmark::State& state)
     Lists lists = makeLists();
     kau::CompareReleases(lists.local, lists.remote, false);
     for (std::size_t i = 0; i < lists.remote.m_aNames.size(); i += 2)
-        lists.remote.m_aTransferred[i] = "1";
+        lists.remote.m_aTransferred[i] = true;
     const std::string path = scratchPath("RelInfoLocal.rel");
     kau::LocalRevisionList local;
     for (auto _ : state) {

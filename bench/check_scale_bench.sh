@@ -20,10 +20,7 @@ LINES=${LINES:-100000}
 KEY=Bench
 
 . "$ROOT/bench/bench_server.sh"
-if [ -z "${KORAUTOUPDATE:-}" ]; then
-  bench_build korautoupdate_cli
-  KORAUTOUPDATE=$BUILD/cli/korautoupdate
-fi
+bench_program KORAUTOUPDATE korautoupdate_cli cli/korautoupdate
 bench_workdir kau-check-scale
 mkdir -p "$WORK/root/$KEY" "$WORK/install"
 /usr/bin/python3 - "$WORK" "$KEY" "$LINES" <<'PY'

@@ -1,7 +1,9 @@
 // Text file: SetEntry in a large configuration file whose section lies near
 // the end (must grow linearly with the file), insertion near the start of a
-// 50 MB file, and a plain line-by-line read.
+// 50 MB file, a plain line-by-line read, and the two whole-file scans over
+// 100,000 lines: in blocks, and over the file mapped.
 #include "textfile/CTextFile.h"
+#include "textfile/CrLfLines.h"
 
 #include <benchmark/benchmark.h>
 
@@ -104,6 +106,32 @@ void BM_ReadAllLines(benchmark::State& state)
     std::remove(path.c_str());
 }
 BENCHMARK(BM_ReadAllLines)->Unit(benchmark::kMillisecond);
+
+// 100,000 lines of a revision file; range(0) 0: ScanLines, 1: MapWhole and VisitAllCrLfLines.
+void BM_WholeFileScan(benchmark::State& state)
+{
+    const std::string path = tempPath("lines.rel");
+    std::string bytes;
+    for (int i = 0; i < 100000; ++i)
+        bytes += "Modules\\Component" + std::to_string(i) + ".so; 1." + std::to_string(10 + i % 90) + ".01\r\n";
+    writeFile(path, bytes);
+    kau::CTextFile file;
+    file.OpenRead(path, false);
+    for (auto _ : state) {
+        std::size_t n = 0;
+        const auto count = [&n](std::string_view line) { n += !line.empty(); };
+        file.Rewind();
+        if (state.range(0) == 0)
+            file.ScanLines(count);
+        else
+            kau::VisitAllCrLfLines(file.MapWhole()->view(), count);
+        if (n != 100000)
+            state.SkipWithError("wrong line count");
+    }
+    file.Close();
+    std::remove(path.c_str());
+}
+BENCHMARK(BM_WholeFileScan)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -19,10 +19,7 @@ FILES=${FILES:-1000}
 KEY=Bench
 
 . "$ROOT/bench/bench_server.sh"
-if [ -z "${DRIVER:-}" ]; then
-  bench_build update_check_bench
-  DRIVER=$BUILD/bench/update_check_bench
-fi
+bench_program DRIVER update_check_bench bench/update_check_bench
 bench_workdir kau-check-bench
 
 # The product: FILES small files on the server, every even one newer there.

@@ -1,7 +1,7 @@
 #include "CheckCommand.h"
 
 #include "ExitCodes.h"
-#include "HtmlText.h"
+#include "NotesText.h"
 #include "flows/ApplicationPath.h"
 #include "flows/ReleaseNotesFetch.h"
 #include "flows/UpdateCheck.h"
@@ -27,7 +27,7 @@ int runCheck(const CommandLine& line, std::ostream& out, std::ostream& err)
     const ApplicationPath app = ApplicationPath::reminder(line.applicationPath);
     CFtpFileClient client;
     const auto printPage = [&](const std::string& pagePath) {
-        out << "Release notes (" << pagePath << "):\n\n" << htmlToText(readWholeFile(pagePath))
+        out << "Release notes (" << pagePath << "):\n\n" << notesToText(readWholeFile(pagePath))
             << std::flush;
     };
     // What a Yes leads to; the check has disconnected the client by then.

@@ -1,7 +1,7 @@
 #include "NotesCommand.h"
 
 #include "ExitCodes.h"
-#include "HtmlText.h"
+#include "NotesText.h"
 
 #include <curl/curl.h>
 
@@ -85,7 +85,7 @@ int runNotes(const CommandLine& line, std::ostream& out, std::ostream& err)
         err << "korautoupdate: " << error << "\n";
         return kExitFailed;
     }
-    out << htmlToText(*html) << std::flush;
+    out << notesToText(*html) << std::flush;
     return kExitOk;
 }
 

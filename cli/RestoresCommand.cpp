@@ -35,7 +35,7 @@ int runRestores(const CommandLine& line, std::ostream& out, std::ostream& err)
     LocalRevisionList files;
     ListRestoreDirectoryFiles(app.installDir + "/" + *line.restoreStamp, files);
     for (std::size_t i = 0; i < files.m_aNames.size(); ++i)
-        out << EscapeControls(files.m_aNames[i]) << "  " << EscapeControls(files.m_aVersions[i]) << "\n";
+        out << EscapeControls(std::string(files.m_aNames[i])) << "  " << EscapeControls(std::string(files.m_aVersions[i])) << "\n";
     return kExitOk;
 }
 

@@ -27,6 +27,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/include/korautoupdate.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)
 install(TARGETS ${kau_programs} korautoupdate_cli
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+install(TARGETS korautoupdate_html
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/korautoupdate COMPONENT Runtime)
 install(FILES ${PROJECT_SOURCE_DIR}/man/korautoupdate.1 ${PROJECT_SOURCE_DIR}/man/KorAutoInstall.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Runtime)
 

@@ -163,24 +163,16 @@ bool StaysInside(const std::string& installDir, const std::string& relative)
 
 void DropEntries(RemoteRevisionList& list, const std::vector<bool>& dropped)
 {
+    std::vector<bool> keep(dropped.size());
+    for (std::size_t i = 0; i < dropped.size(); ++i)
+        keep[i] = !dropped[i];
+    list.m_aNames.Retain(keep);
+    list.m_aVersions.Retain(keep);
     std::size_t kept = 0;
-    for (std::size_t i = 0; i < list.m_aNames.size(); ++i) {
-        if (i < dropped.size() && dropped[i])
-            continue;
-        if (kept != i) {
-            list.m_aNames[kept] = std::move(list.m_aNames[i]);
-            if (i < list.m_aVersions.size())
-                list.m_aVersions[kept] = std::move(list.m_aVersions[i]);
-            if (i < list.m_aTransferred.size())
-                list.m_aTransferred[kept] = std::move(list.m_aTransferred[i]);
-        }
-        ++kept;
-    }
-    list.m_aNames.resize(kept);
-    if (list.m_aVersions.size() > kept)
-        list.m_aVersions.resize(kept);
-    if (list.m_aTransferred.size() > kept)
-        list.m_aTransferred.resize(kept);
+    for (std::size_t i = 0; i < list.m_aTransferred.size(); ++i)
+        if (i >= keep.size() || keep[i])
+            list.m_aTransferred[kept++] = list.m_aTransferred[i];
+    list.m_aTransferred.resize(kept);
 }
 
 std::string EscapeControls(const std::string& text, std::string_view kept)

@@ -82,17 +82,16 @@ bool UpdateLocalRevisions(LocalRevisionList& local, const RemoteRevisionList& re
     try {
         NameIndex index(local.m_aNames);
         for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
-            const bool transferred =
-                i < remote.m_aTransferred.size() && std::atoi(remote.m_aTransferred[i].c_str()) > 0;
-            const std::string& version = i < remote.m_aVersions.size() ? remote.m_aVersions[i] : std::string();
+            const bool transferred = i < remote.m_aTransferred.size() && remote.m_aTransferred[i];
+            const std::string_view version = i < remote.m_aVersions.size() ? remote.m_aVersions[i] : std::string_view();
             const long j = index.find(remote.m_aNames[i]);
             if (j >= 0) {
                 if (transferred)
-                    local.m_aVersions[static_cast<std::size_t>(j)] = version;
+                    local.m_aVersions.set(static_cast<std::size_t>(j), version);
                 continue;
             }
             local.m_aNames.push_back(remote.m_aNames[i]);
-            local.m_aVersions.push_back(transferred ? version : std::string("0.00.00"));
+            local.m_aVersions.push_back(transferred ? version : std::string_view("0.00.00"));
             index.add(static_cast<long>(local.m_aNames.size() - 1));
         }
         bool createFailed = false;

@@ -88,7 +88,7 @@ bool equalIgnoringCase(std::string_view a, std::string_view b)
 
 } // namespace
 
-NameIndex::NameIndex(const std::vector<std::string>& names) : m_names(names)
+NameIndex::NameIndex(const TextList& names) : m_names(names)
 {
     std::size_t size = 16;
     while (size < names.size() * 2)
@@ -119,7 +119,7 @@ void NameIndex::add(long index)
 {
     if ((m_used + 1) * 2 > m_slots.size())
         grow();
-    const std::string& name = m_names[static_cast<std::size_t>(index)];
+    const std::string_view name = m_names[static_cast<std::size_t>(index)];
     const std::uint32_t hash = lowerHash(name);
     Slot& slot = m_slots[slotOf(name, hash)];
     if (slot.index >= 0)
@@ -156,21 +156,14 @@ bool CompareReleases(const LocalRevisionList& local, RemoteRevisionList& remote,
     if (bInstallAll)
         return true;
     const NameIndex index(local.m_aNames);
-    // Each entry is judged on its own, so one forward pass that keeps the
-    // new entries in place gives what the backward walk with removals gives.
-    std::size_t kept = 0;
+    // Each entry is judged on its own, so one forward pass that marks the
+    // new entries gives what the backward walk with removals gives.
     const std::size_t count = std::min(remote.m_aNames.size(), remote.m_aVersions.size());
-    for (std::size_t i = 0; i < count; ++i) {
-        if (!IsNewEntry(index, local, remote.m_aNames[i], remote.m_aVersions[i]))
-            continue;
-        if (kept != i) {
-            remote.m_aNames[kept] = std::move(remote.m_aNames[i]);
-            remote.m_aVersions[kept] = std::move(remote.m_aVersions[i]);
-        }
-        ++kept;
-    }
-    remote.m_aNames.resize(kept);
-    remote.m_aVersions.resize(kept);
+    std::vector<bool> isNew(std::max(remote.m_aNames.size(), remote.m_aVersions.size()), false);
+    for (std::size_t i = 0; i < count; ++i)
+        isNew[i] = IsNewEntry(index, local, remote.m_aNames[i], remote.m_aVersions[i]);
+    remote.m_aNames.Retain(isNew);
+    remote.m_aVersions.Retain(isNew);
     return !remote.m_aNames.empty();
 }
 

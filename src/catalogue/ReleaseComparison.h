@@ -23,11 +23,11 @@ ReleaseNumbers SplitVersion(std::string_view version);
 bool IsNewerRelease(std::string_view remoteVersion, std::string_view localVersion);
 
 // Case-blind index of a list of names: the first occurrence of a name wins.
-// It refers to the vector, which may grow as long as add() follows each
+// It refers to the list, which may grow as long as add() follows each
 // append.
 class NameIndex {
 public:
-    explicit NameIndex(const std::vector<std::string>& names);
+    explicit NameIndex(const TextList& names);
     // Index of the first entry equal to name ignoring case, or -1.
     long find(std::string_view name) const;
     // Records names[index], unless an equal name is known already.
@@ -41,7 +41,7 @@ private:
     void grow();
     std::size_t slotOf(std::string_view name, std::uint32_t hash) const;
 
-    const std::vector<std::string>& m_names;
+    const TextList& m_names;
     std::vector<Slot> m_slots;  // open addressing, size a power of two
     std::size_t m_used = 0;
 };

@@ -126,7 +126,7 @@ bool ListRestoreDirectoryFiles(std::string directory, LocalRevisionList& files)
     bool found = false;
     for (const std::string& name : entriesOf(directory, false)) {
         files.m_aNames.push_back(name);
-        files.m_aVersions.emplace_back("-");
+        files.m_aVersions.push_back("-");
         found = true;
     }
     // Opened as the writing side opens it: created if missing, never
@@ -151,7 +151,7 @@ bool ListRestoreDirectoryFiles(std::string directory, LocalRevisionList& files)
                     continue;
                 const std::string_view version = TrimmedView(FieldOf(2, line, ';'));
                 if (!version.empty()) {
-                    files.m_aVersions[i] = version;
+                    files.m_aVersions.set(i, version);
                     found = true;
                 }
             }

@@ -1,8 +1,8 @@
 #include "catalogue/RevisionFile.h"
 
 #include "textfile/CTextFile.h"
+#include "textfile/CrLfLines.h"
 
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -10,22 +10,17 @@ namespace kau {
 
 std::string_view FieldOf(int nField, std::string_view line, char separator)
 {
-    int current = 1;
+    if (nField < 1)
+        return {};
     std::size_t start = 0;
-    const std::size_t n = line.size();
-    for (std::size_t i = 0; i < n; ++i) {
-        if (i == n - 1 && current == nField) {
-            const std::size_t end = line[i] == separator ? i : n;
-            return line.substr(start, end - start);
-        }
-        if (line[i] == separator) {
-            if (current == nField)
-                return line.substr(start, i - start);
-            start = i + 1;
-            ++current;
-        }
+    for (int current = 1; current < nField; ++current) {
+        const std::size_t at = line.find(separator, start);
+        if (at == std::string_view::npos || at + 1 == line.size())
+            return {};
+        start = at + 1;
     }
-    return {};
+    const std::size_t at = line.find(separator, start);
+    return line.substr(start, at == std::string_view::npos ? std::string_view::npos : at - start);
 }
 
 std::string GetField(int nField, const std::string& line, const char* separator)
@@ -48,60 +43,100 @@ std::string TrimField(const std::string& text)
     return std::string(TrimmedView(text));
 }
 
-bool VisitRevisions(const std::string& path,
-                    const std::function<void(std::string_view name, std::string_view version)>& visit,
-                    const std::function<void(std::size_t lines)>& expect)
+namespace {
+
+// Opens the file and hands it to read (a file that exists but can't be
+// opened reads as empty). False if the file does not exist.
+bool withRevisionFile(const std::string& path, const std::function<void(CTextFile&)>& read)
 {
     std::error_code ec;
     if (!std::filesystem::exists(path, ec))
         return false;
     CTextFile file;
-    if (!file.OpenRead(path, false))
-        return true;
-    if (expect) {
-        // Growing the lists step by step touches about twice their final
-        // memory; the count costs one more pass over cached bytes.
-        std::size_t lines = 0;
-        file.ScanLines([&lines](std::string_view) { ++lines; });
-        expect(lines);
-        file.Rewind();
-    }
-    file.ScanLines([&visit](std::string_view line) {
-        const std::string_view name = TrimmedView(FieldOf(1, line, ';'));
-        if (!name.empty())
-            visit(name, TrimmedView(FieldOf(2, line, ';')));
-    });
+    if (file.OpenRead(path, false))
+        read(file);
     return true;
+}
+
+// The record of a line: its trimmed first and second field (as FieldOf
+// reads them); a line without a name is none.
+template <class Visit>
+void visitRecord(std::string_view line, Visit&& visit)
+{
+    const std::size_t first = line.find(';');
+    const std::string_view name = TrimmedView(line.substr(0, first));
+    if (name.empty())
+        return;
+    if (first == std::string_view::npos || first + 1 == line.size()) {
+        visit(name, std::string_view());
+        return;
+    }
+    const std::string_view rest = line.substr(first + 1);
+    visit(name, TrimmedView(rest.substr(0, rest.find(';'))));
+}
+
+// An upper bound of the records of text without reading it: a record's line
+// holds a name and its CR LF, only the last one may lack the CR LF. Room
+// that stays unused is never touched and costs no memory.
+std::size_t recordBound(std::string_view text)
+{
+    return text.size() / 3 + 1;
+}
+
+// Appends the records of path to names and versions, which keep views of
+// the mapped file instead of copies when they are empty.
+bool readRevisions(const std::string& path, TextList& names, TextList& versions,
+                   std::vector<bool>* transferred)
+{
+    return withRevisionFile(path, [&](CTextFile& file) {
+        // Mapped, so that the lists keep views of the file instead of copies.
+        const std::shared_ptr<const MappedBytes> bytes = file.MapWhole();
+        const std::string_view text = bytes->view();
+        // Growing the lists step by step touches about twice their final
+        // memory.
+        const std::size_t lines = recordBound(text);
+        names.reserve(names.size() + lines);
+        versions.reserve(versions.size() + lines);
+        names.UseSource(bytes);
+        versions.UseSource(bytes);
+        VisitAllCrLfLines(text, [&](std::string_view line) {
+            visitRecord(line, [&](std::string_view name, std::string_view version) {
+                names.push_back(name);
+                versions.push_back(version);
+            });
+        });
+        if (transferred)
+            transferred->resize(names.size(), false);
+    });
+}
+
+} // namespace
+
+bool VisitRevisions(const std::string& path,
+                    const std::function<void(std::string_view name, std::string_view version)>& visit,
+                    const std::function<void(std::size_t records)>& expect)
+{
+    // Read in blocks, not mapped: nothing is kept, so the file need not stay
+    // in memory.
+    return withRevisionFile(path, [&](CTextFile& file) {
+        if (expect) {
+            std::size_t lines = 0;
+            file.ScanLines([&lines](std::string_view) { ++lines; });
+            expect(lines);
+            file.Rewind();
+        }
+        file.ScanLines([&visit](std::string_view line) { visitRecord(line, visit); });
+    });
 }
 
 bool ReadLocalRevisions(LocalRevisionList& list, std::string path)
 {
-    return VisitRevisions(
-        path,
-        [&list](std::string_view name, std::string_view version) {
-            list.m_aNames.emplace_back(name);
-            list.m_aVersions.emplace_back(version);
-        },
-        [&list](std::size_t lines) {
-            list.m_aNames.reserve(list.m_aNames.size() + lines);
-            list.m_aVersions.reserve(list.m_aVersions.size() + lines);
-        });
+    return readRevisions(path, list.m_aNames, list.m_aVersions, nullptr);
 }
 
 bool ReadRemoteRevisions(RemoteRevisionList& list, std::string path)
 {
-    return VisitRevisions(
-        path,
-        [&list](std::string_view name, std::string_view version) {
-            list.m_aNames.emplace_back(name);
-            list.m_aVersions.emplace_back(version);
-            list.m_aTransferred.emplace_back("0");
-        },
-        [&list](std::size_t lines) {
-            list.m_aNames.reserve(list.m_aNames.size() + lines);
-            list.m_aVersions.reserve(list.m_aVersions.size() + lines);
-            list.m_aTransferred.reserve(list.m_aTransferred.size() + lines);
-        });
+    return readRevisions(path, list.m_aNames, list.m_aVersions, &list.m_aTransferred);
 }
 
 } // namespace kau

@@ -20,7 +20,8 @@ std::string_view TrimmedView(std::string_view text);
 // Append the records of the file to the list. False if the file does not
 // exist (list unchanged, no message); true otherwise. A file that exists but
 // can't be opened tells the user and reads as a file without lines. A read
-// error raises TextFileError.
+// error raises TextFileError. An empty list keeps views of the file mapped
+// into memory (see MappedBytes): the file must not shrink while it lives.
 bool ReadLocalRevisions(LocalRevisionList& list, std::string path);
 // The same reading, record by record: hands each record's trimmed name and
 // version to visit instead of keeping them. The views live during the call.
@@ -28,7 +29,7 @@ bool ReadLocalRevisions(LocalRevisionList& list, std::string path);
 // bound of the records, so that the caller can make room for them at once.
 bool VisitRevisions(const std::string& path,
                     const std::function<void(std::string_view name, std::string_view version)>& visit,
-                    const std::function<void(std::size_t lines)>& expect = nullptr);
+                    const std::function<void(std::size_t records)>& expect = nullptr);
 bool ReadRemoteRevisions(RemoteRevisionList& list, std::string path);
 
 } // namespace kau

@@ -1,20 +1,21 @@
 #pragma once
-// A revision file in memory: parallel arrays, one entry per record.
-#include <string>
+// A revision file in memory: parallel lists, one entry per record.
+#include "catalogue/TextList.h"
+
 #include <vector>
 
 namespace kau {
 
 struct LocalRevisionList {
-    std::vector<std::string> m_aNames;
-    std::vector<std::string> m_aVersions;
+    TextList m_aNames;
+    TextList m_aVersions;
 };
 
 struct RemoteRevisionList {
-    std::vector<std::string> m_aNames;
-    std::vector<std::string> m_aVersions;
-    // "0" after reading; "1" once the update run has transferred the file.
-    std::vector<std::string> m_aTransferred;
+    TextList m_aNames;
+    TextList m_aVersions;
+    // false after reading; true once the update run has transferred the file.
+    std::vector<bool> m_aTransferred;
 };
 
 } // namespace kau

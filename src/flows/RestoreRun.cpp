@@ -24,7 +24,7 @@ bool isDirectory(const std::string& path)
 } // namespace
 
 RestoreRun::RestoreRun(RunLog& log, RunProgress& progress, std::stop_token stop)
-    : m_log(log), m_progress(progress), m_stop(std::move(stop))
+    : m_run(log, progress, std::move(stop))
 {
 }
 
@@ -35,17 +35,17 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
     result.stopped = true;
     if (stopped())
         return result;
-    m_progress.SetRange(0, 100);
-    m_progress.SetPosition(1);
+    m_run.progress.SetRange(0, 100);
+    m_run.progress.SetPosition(1);
 
     InstallationLock lock(installDir);
-    const InstallationLock::State entry = EnterInstallation(lock, m_log, m_stop);
+    const InstallationLock::State entry = EnterInstallation(lock, m_run.log, m_run.stop);
     if (entry == InstallationLock::State::Stopped)
         return result;
     if (entry == InstallationLock::State::Busy) {
         result.stopped = false;
         result.otherRun = true;
-        EndBlock(m_log, m_progress, kEndOfRestoreLine);
+        EndBlock(m_run.log, m_run.progress, kEndOfRestoreLine);
         return result;
     }
     // A run that was killed on its way may have left part files behind;
@@ -62,16 +62,16 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
         result.files = files.m_aNames.size();
         qCInfo(lcRun, "restore to %s in %s: %lu files", revision.c_str(), installDir.c_str(),
                static_cast<unsigned long>(result.files));
-        m_log.AddLine("---- start restore to " + revision);
-        m_progress.SetRange(0, static_cast<int>(files.m_aNames.size()) + 1);
+        m_run.log.AddLine("---- start restore to " + revision);
+        m_run.progress.SetRange(0, static_cast<int>(files.m_aNames.size()) + 1);
         for (std::size_t i = 0; i < files.m_aNames.size(); ++i) {
             const std::string& source = files.m_aSources[i];
             const std::string target = installDir + "/" + files.m_aNames[i];
             if (stopped())
                 return result;
-            m_log.AddPendingLine(" restore -> " + source);
-            m_log.ScrollToEnd();
-            m_progress.SetPosition(static_cast<int>(i) + 1);
+            m_run.log.AddPendingLine(" restore -> " + source);
+            m_run.log.ScrollToEnd();
+            m_run.progress.SetPosition(static_cast<int>(i) + 1);
             if (stopped())
                 return result;
             // A directory of the installation is never put aside for a file,
@@ -84,7 +84,7 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
                 // A run killed while placing the file may have left it only under its staged name.
                 UnstageFile(target);
                 bool placing = false;
-                copied = CopyFileOver(installDir + "/" + source, target, m_stop, [&] {
+                copied = CopyFileOver(installDir + "/" + source, target, m_run.stop, [&] {
                     placing = true;
                     StageFile(target);
                     return true;
@@ -98,10 +98,10 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
                 return result;
             if (copied) {
                 qCInfo(lcRun, "restored %s from %s", target.c_str(), source.c_str());
-                m_log.ReplaceLastLine("  ok!    " + source);
+                m_run.log.ReplaceLastLine("  ok!    " + source);
             } else {
                 qCWarning(lcRun, "%s could not be restored from %s", target.c_str(), source.c_str());
-                m_log.ReplaceLastLine(" fail!    " + source);
+                m_run.log.ReplaceLastLine(" fail!    " + source);
                 ++result.failedFiles;
             }
         }
@@ -109,7 +109,7 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
     if (stopped())
         return result;
     result.stopped = false;
-    EndBlock(m_log, m_progress, kEndOfRestoreLine);
+    EndBlock(m_run.log, m_run.progress, kEndOfRestoreLine);
     return result;
 }
 

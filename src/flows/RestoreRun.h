@@ -10,10 +10,9 @@
 #include <stop_token>
 #include <string>
 
-namespace kau {
+#include "RunContext.h"
 
-class RunLog;
-class RunProgress;
+namespace kau {
 
 class RestoreRun {
 public:
@@ -33,11 +32,9 @@ public:
     Result run(const std::string& revision, const std::string& installDir);
 
 private:
-    bool stopped() const { return m_stop.stop_requested(); }
+    bool stopped() const { return m_run.stopped(); }
 
-    RunLog& m_log;
-    RunProgress& m_progress;
-    std::stop_token m_stop;
+    RunContext m_run;
 };
 
 } // namespace kau

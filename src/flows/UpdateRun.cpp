@@ -100,7 +100,7 @@ UpdateRun::Result stoppedResult()
 } // namespace
 
 UpdateRun::UpdateRun(RunLog& log, RunProgress& progress, std::stop_token stop)
-    : m_log(log), m_progress(progress), m_stop(std::move(stop))
+    : m_run(log, progress, std::move(stop))
 {
 }
 
@@ -126,18 +126,18 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
 
     if (stopped())
         return stoppedResult();
-    m_progress.SetRange(0, 100);
-    m_progress.SetPosition(1);
+    m_run.progress.SetRange(0, 100);
+    m_run.progress.SetPosition(1);
 
     InstallationLock lock(installDir);
-    const InstallationLock::State entry = EnterInstallation(lock, m_log, m_stop);
+    const InstallationLock::State entry = EnterInstallation(lock, m_run.log, m_run.stop);
     if (entry == InstallationLock::State::Stopped)
         return stoppedResult();
     if (entry == InstallationLock::State::Busy) {
         result.outcome = Outcome::OtherRun;
         result.reason = OtherRunReason(installDir);
         logEnd(result);
-        EndBlock(m_log, m_progress, kEndOfDownloadLine);
+        EndBlock(m_run.log, m_run.progress, kEndOfDownloadLine);
         return result;
     }
     // A run that was killed on its way may have left part files behind;
@@ -148,9 +148,9 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
     RemoteRevisionList remote;
     CFtpFileClient client;
     // A stop request aborts whatever the client is waiting for.
-    std::stop_callback abortTransfer(m_stop, [&client] { client.Abort(); });
+    std::stop_callback abortTransfer(m_run.stop, [&client] { client.Abort(); });
 
-    m_log.AddLine("... connect to the KORVANE server");
+    m_run.log.AddLine("... connect to the KORVANE server");
     if (stopped())
         return stoppedResult();
     if (!client.Connect("", "", "")) {
@@ -159,14 +159,14 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
         result.outcome = Outcome::NoConnection;
         result.reason = withCause("no logon to the server", client);
         logEnd(result);
-        EndBlock(m_log, m_progress, kEndOfDownloadLine);
+        EndBlock(m_run.log, m_run.progress, kEndOfDownloadLine);
         return result;
     }
 
     try {
         result.outcome = Outcome::Failed;
         [&] {
-            m_log.AddLine("... set path (" + productKey + ")");
+            m_run.log.AddLine("... set path (" + productKey + ")");
             if (stopped())
                 return;
             if (!client.ChangeDirectory(productKey)) {
@@ -174,7 +174,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 result.reason = withCause("no product directory \"" + productKey + "\" on the server", client);
                 return;
             }
-            m_log.AddLine("... check remote revision file");
+            m_run.log.AddLine("... check remote revision file");
             if (stopped())
                 return;
             if (!client.FindFile(kRemoteRevisionFile)) {
@@ -221,23 +221,23 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 return;
             }
 
-            m_log.AddLine("... check local revision file");
+            m_run.log.AddLine("... check local revision file");
             if (stopped())
                 return;
             ReadLocalRevisions(local, localRevisions);
 
-            m_log.AddLine("... compare new files");
+            m_run.log.AddLine("... compare new files");
             if (stopped())
                 return;
             if (!CompareReleases(local, remote, allFiles)) {
-                m_log.AddLine(" end! No updates found!");
+                m_run.log.AddLine(" end! No updates found!");
                 result.outcome = Outcome::NothingNew;
                 return;
             }
 
             result.files = remote.m_aNames.size();
-            m_progress.SetRange(0, static_cast<int>(remote.m_aNames.size()) + 1);
-            m_log.AddLine("---- start transfer ----");
+            m_run.progress.SetRange(0, static_cast<int>(remote.m_aNames.size()) + 1);
+            m_run.log.AddLine("---- start transfer ----");
 
             std::vector<bool> refused(remote.m_aNames.size());
             // Directories of the files, each cleared once of what a killed run left there.
@@ -247,21 +247,21 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                     PartFile::RemoveLeftovers(directoryOf(path));
             };
             for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
-                const std::string& name = remote.m_aNames[i];
+                const std::string name(remote.m_aNames[i]);
                 const std::string installed = LocalPath(installDir, name);
                 if (stopped())
                     return;
                 if (!IsSafeInstallName(installDir, name)) {
                     // Never archived, staged, written or recorded; the run goes on.
                     refused[i] = true;
-                    m_progress.SetPosition(static_cast<int>(i) + 1);
-                    m_log.AddLine(" fail!    " + EscapeControls(name));
+                    m_run.progress.SetPosition(static_cast<int>(i) + 1);
+                    m_run.log.AddLine(" fail!    " + EscapeControls(name));
                     ++result.failedFiles;
                     continue;
                 }
-                m_progress.SetPosition(static_cast<int>(i) + 1);
-                m_log.AddPendingLine(" copy -> " + name);
-                m_log.ScrollToEnd();
+                m_run.progress.SetPosition(static_cast<int>(i) + 1);
+                m_run.log.AddPendingLine(" copy -> " + name);
+                m_run.log.ScrollToEnd();
                 if (stopped())
                     return;
                 CreateParentDirectory(installed);
@@ -302,29 +302,29 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 if (stopped())
                     return;
                 if (arrived) {
-                    m_log.ReplaceLastLine("  ok!    " + name);
-                    remote.m_aTransferred[i].assign(1, '1');
+                    m_run.log.ReplaceLastLine("  ok!    " + name);
+                    remote.m_aTransferred[i] = true;
                 } else {
                     const std::string why = notKept == 0 ? withCause(name + " did not arrive", client)
                         : name + " was not replaced, its old copy could not be kept: "
                               + localFailure(LocalPath(result.restoreDirectory, name), notKept);
                     qCWarning(lcRun, "%s; the installed file stays", why.c_str());
-                    m_log.ReplaceLastLine(" fail!    " + name);
+                    m_run.log.ReplaceLastLine(" fail!    " + name);
                     if (result.failedFiles++ == 0)
                         result.reason = why;
                 }
             }
 
-            m_log.AddLine("---- end transfer ----");
-            m_log.ScrollToEnd();
-            m_log.AddLine("... update local revision file");
+            m_run.log.AddLine("---- end transfer ----");
+            m_run.log.ScrollToEnd();
+            m_run.log.AddLine("... update local revision file");
             if (stopped())
                 return;
             DropEntries(remote, refused);
             result.revisionsWritten = UpdateLocalRevisions(local, remote, localRevisions);
             if (!result.revisionsWritten && result.reason.empty())
                 result.reason = localRevisions + " could not be written";
-            m_log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
+            m_run.log.AddLine(result.revisionsWritten ? "  ok!  updated local revision file"
                                                   : " fail! no update in local revision file");
             result.outcome = Outcome::Transferred;
         }();
@@ -342,7 +342,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
     }
     logEnd(result);
     client.Disconnect();
-    EndBlock(m_log, m_progress, kEndOfDownloadLine);
+    EndBlock(m_run.log, m_run.progress, kEndOfDownloadLine);
     return result;
 }
 

@@ -11,12 +11,10 @@
 #include <stop_token>
 #include <string>
 
+#include "RunContext.h"
 #include "platform/FixedNames.h"
 
 namespace kau {
-
-class RunLog;
-class RunProgress;
 
 class UpdateRun {
 public:
@@ -53,11 +51,9 @@ public:
     static std::string DateStamp();
 
 private:
-    bool stopped() const { return m_stop.stop_requested(); }
+    bool stopped() const { return m_run.stopped(); }
 
-    RunLog& m_log;
-    RunProgress& m_progress;
-    std::stop_token m_stop;
+    RunContext m_run;
 };
 
 } // namespace kau

@@ -134,8 +134,8 @@ void CRestoreDlg::RefreshColumns()
     std::string versions;
     for (std::size_t i = static_cast<std::size_t>(std::max(m_nFirstShown, 0));
          i < m_fileList.m_aNames.size(); ++i) {
-        names += m_fileList.m_aNames[i] + "\n";
-        versions += m_fileList.m_aVersions[i] + "\n";
+        names.append(m_fileList.m_aNames[i]).append("\n");
+        versions.append(m_fileList.m_aVersions[i]).append("\n");
     }
     m_ui->textFiles->setText(QString::fromStdString(names));
     m_ui->textReleases->setText(QString::fromStdString(versions));

@@ -132,6 +132,13 @@ int CTextFile::ScanLines(const std::function<void(std::string_view)>& visit)
     return 1;
 }
 
+std::shared_ptr<const MappedBytes> CTextFile::MapWhole()
+{
+    if (!m_bOpen)
+        return nullptr;
+    return m_file.map(fileLength());
+}
+
 std::uint32_t CTextFile::Position() const { return m_nPosition; }
 
 const std::string& CTextFile::Name() const { return m_strName; }

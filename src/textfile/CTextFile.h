@@ -12,10 +12,12 @@
 // last line may lack its CR LF, and a file of 0 bytes has no lines.
 #include "platform/Box.h"
 #include "textfile/FileWindow.h"
+#include "textfile/MappedBytes.h"
 #include "textfile/TextFileError.h"
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -42,6 +44,10 @@ public:
     // It reads in large blocks, so a big file costs a few system calls. A line
     // handed on lives only during the call. 0 if closed or at the end.
     int ScanLines(const std::function<void(std::string_view)>& visit);
+    // The whole file, from its start to its end, mapped read-only into
+    // memory, for a reader that keeps views of its text (VisitAllCrLfLines
+    // splits it into lines); the cursor stays. Null if closed.
+    std::shared_ptr<const MappedBytes> MapWhole();
 
     // The box of a failed open: "Error occurred! \n%s\n" with the platform's
     // text of errno value err. For callers that open a file by other means.

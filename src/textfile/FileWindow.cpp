@@ -1,5 +1,7 @@
 #include "FileWindow.h"
 
+#include "CrLfLines.h"
+#include "MappedBytes.h"
 #include "TextFileError.h"
 
 #include <algorithm>
@@ -215,21 +217,13 @@ std::uint32_t FileWindow::scanLines(std::uint64_t from, std::uint64_t len,
         if (got == 0)
             break; // the file has shrunk under us
         off += got;
-        const char* const begin = buf.data();
-        const char* const end = begin + kept + got;
-        const char* start = begin;
-        // Only LF is looked for; it ends a line when a CR stands before it.
-        for (const char* p = begin + kept;
-             (p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) != nullptr;
-             ++p) {
-            if (p > start && p[-1] == '\r') {
-                visit(std::string_view(start, static_cast<std::size_t>(p - 1 - start)));
-                ++lines;
-                start = p + 1;
-            }
-        }
-        kept = static_cast<std::size_t>(end - start);
-        std::memmove(buf.data(), start, kept);
+        const std::string_view block(buf.data(), kept + got);
+        const std::size_t rest = VisitCrLfLines(block, [&](std::string_view line) {
+            visit(line);
+            ++lines;
+        });
+        kept = block.size() - rest;
+        std::memmove(buf.data(), buf.data() + rest, kept);
     }
     if (kept > 0) {
         visit(std::string_view(buf.data(), kept));
@@ -238,6 +232,11 @@ std::uint32_t FileWindow::scanLines(std::uint64_t from, std::uint64_t len,
         terminated = lines > 0;
     }
     return lines;
+}
+
+std::shared_ptr<const MappedBytes> FileWindow::map(std::uint64_t len) const
+{
+    return MappedBytes::Map(m_fd, len);
 }
 
 std::string FileWindow::read(std::uint64_t off, std::size_t n)

@@ -8,12 +8,15 @@
 // write of our own drops the window. Failures raise TextFileError.
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
 #include <vector>
 
 namespace kau {
+
+class MappedBytes;
 
 class FileWindow {
 public:
@@ -61,6 +64,9 @@ public:
     // terminated to whether the last one ended in CR LF.
     std::uint32_t scanLines(std::uint64_t from, std::uint64_t len,
                             const std::function<void(std::string_view)>& visit, bool& terminated);
+
+    // The first len bytes of the file, mapped read-only.
+    std::shared_ptr<const MappedBytes> map(std::uint64_t len) const;
 
     std::string read(std::uint64_t off, std::size_t n);
     void write(std::uint64_t off, const std::string& bytes);

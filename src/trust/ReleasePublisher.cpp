@@ -101,9 +101,9 @@ PublishResult PublishRelease(const PublishRequest& request)
     // By name with "/" between directories: the old list's spelling and version.
     std::map<std::string, std::pair<std::string, std::string>> previousEntries;
     for (std::size_t i = 0; i < previous.m_aNames.size() && i < previous.m_aVersions.size(); ++i) {
-        std::string name = previous.m_aNames[i];
+        std::string name(previous.m_aNames[i]);
         std::replace(name.begin(), name.end(), '\\', '/');
-        previousEntries[name] = {previous.m_aNames[i], previous.m_aVersions[i]};
+        previousEntries[name] = {std::string(previous.m_aNames[i]), std::string(previous.m_aVersions[i])};
     }
 
     // Every regular file of the release, by its name relative to the directory.

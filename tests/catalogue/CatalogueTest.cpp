@@ -38,8 +38,8 @@ TEST(RevisionFile, FieldsRecordsAndFilesThatAreNotThere)
         dir.write("r.rel", c.bytes);
         LocalRevisionList list;
         ASSERT_TRUE(ReadLocalRevisions(list, dir / "r.rel"));
-        EXPECT_EQ(list.m_aNames, c.names) << c.bytes.substr(0, 20);
-        EXPECT_EQ(list.m_aVersions, c.versions) << c.bytes.substr(0, 20);
+        EXPECT_EQ(list.m_aNames.Texts(), c.names) << c.bytes.substr(0, 20);
+        EXPECT_EQ(list.m_aVersions.Texts(), c.versions) << c.bytes.substr(0, 20);
     }
     // Missing: false, nothing shown, the list as it was. A directory under the name: the box, then no lines.
     ScriptedBox box;
@@ -71,18 +71,18 @@ TEST(ReleaseComparison, RuleNamesAndFlags)
     };
     for (const Case& c : cases) {
         LocalRevisionList local{{"f"}, {c.local}};
-        RemoteRevisionList remote{{"F"}, {c.remote}, {"0"}};
+        RemoteRevisionList remote{{"F"}, {c.remote}, {false}};
         EXPECT_EQ(CompareReleases(local, remote, false), c.isNew) << c.remote << " vs " << c.local;
         EXPECT_EQ(remote.m_aNames.size() + remote.m_aVersions.size(), c.isNew ? 2u : 0u);
         EXPECT_EQ(remote.m_aTransferred.size(), 1u);
     }
     // Case-blind names, first local match wins, slash and backslash differ.
     LocalRevisionList local{{"SAMPLER.EXE", "sampler.exe", "a/b.dll"}, {"2.00.00", "1.00.00", "9.0"}};
-    RemoteRevisionList remote{{"Sampler.exe", "a\\b.dll"}, {"1.50.00", "1.0"}, {"0", "0"}};
+    RemoteRevisionList remote{{"Sampler.exe", "a\\b.dll"}, {"1.50.00", "1.0"}, {false, false}};
     EXPECT_TRUE(CompareReleases(local, remote, false));
-    EXPECT_EQ(remote.m_aNames, (Names{"a\\b.dll"}));
+    EXPECT_EQ(remote.m_aNames.Texts(), (Names{"a\\b.dll"}));
     // Install-all keeps older entries and is true even for an empty list.
-    RemoteRevisionList older{{"a"}, {"1.00.00"}, {"0"}}, empty;
+    RemoteRevisionList older{{"a"}, {"1.00.00"}, {false}}, empty;
     EXPECT_TRUE(CompareReleases({{"a"}, {"5.00.00"}}, older, true) && older.m_aNames.size() == 1);
     EXPECT_TRUE(!CompareReleases(local, empty, false) && CompareReleases(local, empty, true));
     EXPECT_TRUE(CompareReleases({}, remote, false) && remote.m_aNames.size() == 1); // an empty local list keeps all
@@ -105,18 +105,18 @@ TEST(ReleaseComparison, ManyNamesAgreeWithAPlainSearch)
         local.m_aVersions.push_back("1.0" + std::to_string((i + i / 2500 * 3) % 10) + ".00");
         remote.m_aNames.push_back("dir\\file" + std::to_string((i * 7) % 3500) + ".dll");
         remote.m_aVersions.push_back("1.0" + std::to_string((i * 3) % 10) + ".00");
-        remote.m_aTransferred.emplace_back("0");
+        remote.m_aTransferred.push_back(false);
     }
     Names expected;
     for (std::size_t i = 0; i < remote.m_aNames.size(); ++i) {
         std::size_t j = 0;
-        while (j < local.m_aNames.size() && lower(local.m_aNames[j]) != lower(remote.m_aNames[i]))
+        while (j < local.m_aNames.size() && lower(std::string(local.m_aNames[j])) != lower(std::string(remote.m_aNames[i])))
             ++j;
         if (j == local.m_aNames.size() || IsNewerRelease(remote.m_aVersions[i], local.m_aVersions[j]))
-            expected.push_back(remote.m_aNames[i]);
+            expected.emplace_back(remote.m_aNames[i]);
     }
     ASSERT_TRUE(CompareReleases(local, remote, false));
-    EXPECT_EQ(remote.m_aNames, expected);
+    EXPECT_EQ(remote.m_aNames.Texts(), expected);
     EXPECT_TRUE(expected.size() > 500 && expected.size() < 2500) << expected.size(); // both kinds occur
 }
 
@@ -156,12 +156,12 @@ TEST(LocalRevisionUpdate, WorkedExample)
     RemoteRevisionList remote;
     LocalRevisionList local;
     ASSERT_TRUE(ReadRemoteRevisions(remote, dir / "RelInfoRemote.rel"));
-    EXPECT_EQ(remote.m_aNames, (Names{"Sampler.exe", "sampler.chm", "Plugins\\Filter.dll", "Readme.txt"}));
-    EXPECT_EQ(remote.m_aVersions, (Names{"3.10.02", "1.04.00", "2.00.07", ""}));
-    EXPECT_EQ(remote.m_aTransferred, (Names{"0", "0", "0", "0"}));
+    EXPECT_EQ(remote.m_aNames.Texts(), (Names{"Sampler.exe", "sampler.chm", "Plugins\\Filter.dll", "Readme.txt"}));
+    EXPECT_EQ(remote.m_aVersions.Texts(), (Names{"3.10.02", "1.04.00", "2.00.07", ""}));
+    EXPECT_EQ(remote.m_aTransferred, std::vector<bool>(4, false));
     ASSERT_TRUE(ReadLocalRevisions(local, dir / "RelInfoLocal.rel") && CompareReleases(local, remote, false));
-    EXPECT_EQ(remote.m_aNames, (Names{"Sampler.exe", "sampler.chm", "Readme.txt"}));
-    remote.m_aTransferred[0] = remote.m_aTransferred[2] = "1"; // sampler.chm failed
+    EXPECT_EQ(remote.m_aNames.Texts(), (Names{"Sampler.exe", "sampler.chm", "Readme.txt"}));
+    remote.m_aTransferred[0] = remote.m_aTransferred[2] = true; // sampler.chm failed
     EXPECT_TRUE(UpdateLocalRevisions(local, remote, dir / "RelInfoLocal.rel"));
     EXPECT_EQ(dir.read("RelInfoLocal.rel"), "Sampler.exe; 3.10.02\r\nPlugins\\Filter.dll; 2.00.07\r\n"
                                             "sampler.chm; 1.03.00\r\nReadme.txt; \r\n");
@@ -172,13 +172,13 @@ TEST(LocalRevisionUpdate, MergeRules)
 {
     struct Case { const char* what; LocalRevisionList local; RemoteRevisionList remote; const char* written; };
     const Case cases[] = {
-        {"all failed: new ones get 0.00.00", {{"x"}, {"1"}}, {{"a", "b"}, {"1", "2"}, {"0", "0"}},
+        {"all failed: new ones get 0.00.00", {{"x"}, {"1"}}, {{"a", "b"}, {"1", "2"}, {false, false}},
          "x; 1\r\na; 0.00.00\r\nb; 0.00.00\r\n"},
-        {"transferred (atoi > 0) lower version is taken", {{"a"}, {"5.0"}}, {{"A", "b"}, {"1.0", "2"}, {"7x", "-1"}},
+        {"transferred lower version is taken", {{"a"}, {"5.0"}}, {{"A", "b"}, {"1.0", "2"}, {true, false}},
          "a; 1.0\r\nb; 0.00.00\r\n"},
         // The second finds the entry the first appended; the last transferred one decides.
-        {"server name thrice", {}, {{"a", "A", "a"}, {"1", "2", "3"}, {"1", "1", "0"}}, "a; 2\r\n"},
-        {"local name twice: first updated", {{"a", "a"}, {"1", "1"}}, {{"a"}, {"2"}, {"1"}}, "a; 2\r\na; 1\r\n"},
+        {"server name thrice", {}, {{"a", "A", "a"}, {"1", "2", "3"}, {true, true, false}}, "a; 2\r\n"},
+        {"local name twice: first updated", {{"a", "a"}, {"1", "1"}}, {{"a"}, {"2"}, {true}}, "a; 2\r\na; 1\r\n"},
         {"empty lists write an empty file", {}, {}, ""},
     };
     for (Case c : cases) {
@@ -199,8 +199,8 @@ TEST(LocalRevisionUpdate, CrashLeftoversAndFilesThatCannotBeWritten)
     dir.write(".part-Xa3b9Q", "no part file: nothing before the mark");
     dir.write("201406021405/.Sampler.exe.part-k2Jd0w", "half a cop");
     LocalRevisionList local;
-    ASSERT_TRUE(ReadLocalRevisions(local, dir / "RelInfoLocal.rel") && local.m_aVersions == Names{"1"});
-    ASSERT_TRUE(UpdateLocalRevisions(local, {{"a"}, {"2"}, {"1"}}, dir / "RelInfoLocal.rel"));
+    ASSERT_TRUE(ReadLocalRevisions(local, dir / "RelInfoLocal.rel") && local.m_aVersions.Texts() == Names{"1"});
+    ASSERT_TRUE(UpdateLocalRevisions(local, {{"a"}, {"2"}, {true}}, dir / "RelInfoLocal.rel"));
     EXPECT_EQ(dir.read("RelInfoLocal.rel"), "a; 2\r\n");
     RemoveLeftoverPartFiles(dir.str());
     EXPECT_FALSE(dir.exists(".RelInfoLocal.rel.part-Xa3b9Q") || dir.exists("201406021405/.Sampler.exe.part-k2Jd0w"));
@@ -212,7 +212,7 @@ TEST(LocalRevisionUpdate, CrashLeftoversAndFilesThatCannotBeWritten)
     // A directory in the way of the file, or no directory at all: the box and false.
     dir.write("dir.rel/x", "");
     for (const char* name : {"dir.rel", "nowhere/RelInfoLocal.rel"}) {
-        EXPECT_FALSE(UpdateLocalRevisions(local, {{"a"}, {"3"}, {"1"}}, dir / name)) << name;
+        EXPECT_FALSE(UpdateLocalRevisions(local, {{"a"}, {"3"}, {true}}, dir / name)) << name;
         EXPECT_TRUE(box.shown().back().text.starts_with("Error occurred! \n")) << name;
     }
     EXPECT_EQ(box.count(), 2u);
@@ -267,7 +267,7 @@ TEST(RestoreArchive, GrowthAndTheFilesOfOneDirectory)
     EXPECT_TRUE(restore == dir / "201406021405" && fs::is_empty(restore) && fs::is_directory(dir / "%Data"));
     LocalRevisionList files;
     EXPECT_FALSE(ListRestoreDirectoryFiles(restore, files)); // makes an empty RelInfoLocal.rel
-    EXPECT_TRUE(ListRestoreDirectoryFiles(restore, files) && files.m_aNames == Names{"RelInfoLocal.rel"});
+    EXPECT_TRUE(ListRestoreDirectoryFiles(restore, files) && files.m_aNames.Texts() == Names{"RelInfoLocal.rel"});
 
     // Versions go by exact name; the open completes the last line; a part file is no file of the archive.
     dir.write("RelInfoLocal.rel", "Sampler.exe; 3.10.01\r\nSAMPLER.CHM; 1.0\r\nnone;\r\nGone.dll; 1.0");
@@ -278,8 +278,8 @@ TEST(RestoreArchive, GrowthAndTheFilesOfOneDirectory)
     }
     dir.write("201406021406/.none.part-x8Yz0A", "half a cop");
     ASSERT_TRUE(ListRestoreDirectoryFiles(second, files));
-    EXPECT_EQ(files.m_aNames, (Names{"RelInfoLocal.rel", "Sampler.exe", "none", "sampler.chm"}));
-    EXPECT_EQ(files.m_aVersions, (Names{"-", "3.10.01", "-", "-"}));
+    EXPECT_EQ(files.m_aNames.Texts(), (Names{"RelInfoLocal.rel", "Sampler.exe", "none", "sampler.chm"}));
+    EXPECT_EQ(files.m_aVersions.Texts(), (Names{"-", "3.10.01", "-", "-"}));
     EXPECT_TRUE(dir.read("201406021406/RelInfoLocal.rel").ends_with("none;\r\nGone.dll; 1.0\r\n"));
     // A later run in the same minute adds to it but keeps what the first one kept: the state before
     // the first run, also after a killed run whose files had been replaced already.
@@ -309,7 +309,7 @@ TEST(RestoreArchive, GrowthAndTheFilesOfOneDirectory)
     // A revision file that can't be opened: the box, and the versions stay "-".
     dir.write("201406021408/RelInfoLocal.rel/x", "");
     dir.write("201406021408/Sampler", "x");
-    EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021408", files) && files.m_aVersions == Names{"-"});
+    EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021408", files) && files.m_aVersions.Texts() == Names{"-"});
     EXPECT_EQ(box.count(), 1u);
     EXPECT_TRUE(!ListRestoreDirectoryFiles(dir / "missing", files) && files.m_aNames.empty());
 }
@@ -356,7 +356,7 @@ TEST(RestoreArchive, TheListingNeverWritesThroughALink)
     fs::create_symlink(outside / "list.rel", dir / "201406021405/RelInfoLocal.rel");
     LocalRevisionList files;
     EXPECT_TRUE(ListRestoreDirectoryFiles(dir / "201406021405", files));
-    EXPECT_EQ(files.m_aVersions, (Names{"-", "-"}));
+    EXPECT_EQ(files.m_aVersions.Texts(), (Names{"-", "-"}));
     EXPECT_EQ(outside.read("list.rel"), "Sampler.exe; 1.0");
     EXPECT_EQ(box.count(), 1u) << "told like any revision file that can't be opened";
 }

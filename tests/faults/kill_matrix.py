@@ -39,6 +39,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 FTP_SERVER = os.path.join(HERE, "..", "support", "ftp_server.py")
 PART = re.compile(r"^\..+\.part-.{6}$")
 STAMP = re.compile(r"^20.{10}$")
+LOCK_FILE = ".korautoupdate.lock"
 REVISIONS = "RelInfoLocal.rel"
 
 
@@ -196,6 +197,8 @@ class Inspection:
         top = rel.split("/", 1)[0]
         if PART.match(bare):
             self.parts.append(rel)
+            return
+        if rel == LOCK_FILE:  # a killed holder's lock file: the kernel freed its lock
             return
         d = file_digest(path)
         if STAMP.match(top) and "/" in rel:

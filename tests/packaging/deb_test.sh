@@ -39,6 +39,8 @@ grep -qE '^/usr/lib/(.*/)?libkorautoupdate\.so\.3\.0\.0$' "$TMP/files" || fail "
 # Unpacked, the programs run and find the package's library.
 dpkg-deb -x "$DEB" "$TMP/root"
 [ "$("$TMP/root/usr/bin/korautoupdate" --version)" = "korautoupdate 3.0.0" ] || fail "--version"
+printf '<p>Packaged notes</p>' > "$TMP/notes.html"
+[ "$("$TMP/root/usr/bin/korautoupdate" notes "$TMP/notes.html")" = "Packaged notes" ] || fail "notes"
 env -u LD_LIBRARY_PATH "$TMP/root/usr/bin/KorAutoInstall" --help | grep -q '^usage: KorAutoInstall' \
   || fail "KorAutoInstall does not run"
 echo "package test passed"

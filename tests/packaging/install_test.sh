@@ -36,6 +36,9 @@ done
 soname=$(objdump -p "$P/$LIBDIR/libkorautoupdate.so.3" | awk '$1 == "SONAME" { print $2 }')
 [ "$soname" = libkorautoupdate.so.3 ] || fail "SONAME is '$soname'"
 [ "$("$P/bin/korautoupdate" --version)" = "korautoupdate 3.0.0" ] || fail "korautoupdate --version"
+# The release notes reader is a module the installed program finds beside its library.
+printf '<html><body><p>Installed notes</p></body></html>' > "$TMP/notes.html"
+[ "$("$P/bin/korautoupdate" notes "$TMP/notes.html")" = "Installed notes" ] || fail "korautoupdate notes"
 # The installed installer finds the installed library without help.
 "$P/bin/KorAutoInstall" --help | grep -q '^usage: KorAutoInstall' || fail "KorAutoInstall --help"
 

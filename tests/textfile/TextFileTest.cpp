@@ -1,5 +1,6 @@
 // The text file cursor: line model, writing, failing opens and their boxes, configuration layer.
 #include "textfile/CTextFile.h"
+#include "textfile/CrLfLines.h"
 
 #include "platform/FileChooser.h"
 #include "support/ScriptedBox.h"
@@ -81,6 +82,10 @@ TEST_F(TextFile, LineModelDownAndUpAgainOverArbitraryBytes)
         ASSERT_EQ(file.ScanLines([&scanned](std::string_view l) { scanned.emplace_back(l); }), starts.empty() ? 0 : 1);
         ASSERT_EQ(scanned.size(), starts.size());
         EXPECT_EQ(cursor(), Cursor(behind, starts.size() + 1));
+        // So does the split of the whole file mapped, wherever the cursor stands.
+        std::vector<std::string> split;
+        VisitAllCrLfLines(file.MapWhole()->view(), [&split](std::string_view l) { split.emplace_back(l); });
+        ASSERT_EQ(split, scanned);
         file.Rewind();
         std::string line = "stale", again;
         for (std::size_t i = 0; i < starts.size(); ++i) {
@@ -102,8 +107,11 @@ TEST_F(TextFile, LineModelDownAndUpAgainOverArbitraryBytes)
     const auto collect = [&rest](std::string_view l) { rest.emplace_back(l); };
     ASSERT_TRUE(file.NextLine(1) && file.ScanLines(collect) && rest == (std::vector<std::string>{"l2", "l3"}));
     EXPECT_TRUE(cursor() == Cursor(12, 4) && !file.ScanLines(collect) && rest.size() == 2);
+    // The mapped bytes outlive the file's closing and see the whole file; closed, nothing is mapped.
+    const std::shared_ptr<const MappedBytes> whole = file.MapWhole();
     file.Close();
     EXPECT_TRUE(!file.ScanLines(collect) && rest.size() == 2);
+    EXPECT_TRUE(whole->view() == crlf({"l1", "l2", "l3"}) && !file.MapWhole());
     // n of 0 or less moves nothing; an open keeps the line number; another writer's change is seen at once.
     open(crlf({"l1", "", "l3"}), false);
     std::string line;
