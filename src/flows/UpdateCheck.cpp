@@ -6,6 +6,7 @@
 #include "catalogue/RevisionFile.h"
 #include "catalogue/ReleaseComparison.h"
 #include "catalogue/RevisionList.h"
+#include "catalogue/StagedFiles.h"
 #include "platform/Box.h"
 #include "platform/LogCategories.h"
 #include "platform/FixedNames.h"
@@ -128,8 +129,14 @@ bool UpdateCheck::SweepStagedFiles(const std::string& directory)
         if (name.rfind(kStagedPrefix, 0) != 0 && !PartFile::IsPartFileName(name))
             continue;
         std::error_code removeError;
-        if (!it->is_directory(removeError))
-            std::filesystem::remove(it->path(), removeError);
+        if (it->is_directory(removeError))
+            continue;
+        // A file that a killed run left only under its staged name goes back;
+        // every other staged file is an old copy no longer needed.
+        if (name.rfind(kStagedPrefix, 0) == 0
+            && UnstageFile(directory + "/" + name.substr(std::string_view(kStagedPrefix).size())))
+            continue;
+        std::filesystem::remove(it->path(), removeError);
     }
     return true;
 }

@@ -143,11 +143,13 @@ TEST_F(ExportTest, UpdateInfoOnAFailingServerGivesTheCheckBoxOrNothingAndSweepsS
     install.write("upd_kept/inside.txt", "a directory under a staged name stays");
     install.write("Plugins/upd_Filter.dll", "only the install directory itself is swept");
     install.write(".Sampler.exe.part-a1B2c3", "a download a killed run left unfinished");
+    install.write("upd_Lost.dll", "left only under its staged name");
     install.write(".part-a1B2c3", "no name before the mark: not a part file");
     install.write(".Sampler.exe.part-a1B2c", "five characters after the mark: not a part file");
     EXPECT_FALSE(updateInfo());
     expectCheck(7, kNoConnection, 5, false);
     EXPECT_FALSE(install.exists("upd_Sampler.exe") || install.exists(".Sampler.exe.part-a1B2c3"));
+    EXPECT_TRUE(install.read("Lost.dll") == "left only under its staged name" && !install.exists("upd_Lost.dll"));
     EXPECT_TRUE(install.exists("upd_kept/inside.txt") && install.exists("Plugins/upd_Filter.dll"));
     EXPECT_TRUE(install.exists(".part-a1B2c3") && install.exists(".Sampler.exe.part-a1B2c"));
 }
