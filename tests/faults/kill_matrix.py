@@ -215,6 +215,12 @@ class Inspection:
         self.real[rel] = d
         self._judge(rel, d, rel)
 
+    def judge_revision_file(self):
+        """RelInfoLocal.rel is the old or the new one, whole."""
+        if self.real.get(REVISIONS) not in self.allowed[REVISIONS]:
+            self.tally.torn += 1
+            self.tally.fault("%s: %s missing or torn" % (self.label, REVISIONS))
+
     def _judge(self, rel, d, where):
         known = self.allowed.get(rel)
         if known is None:
@@ -462,9 +468,7 @@ def update_matrix(args, runner, work, tally, rnd):
                 if not look.recoverable(rel, content):
                     tally.lost += 1
                     tally.fault("%s: the installed %s is nowhere (killed in: %s)" % (label, rel, step_of(lines)))
-            if look.real.get(REVISIONS) not in allowed[REVISIONS]:
-                tally.torn += 1
-                tally.fault("%s: %s missing or torn" % (label, REVISIONS))
+            look.judge_revision_file()
 
         def after_rerun(label, status, err):
             if status != 0:
@@ -580,9 +584,7 @@ def restore_matrix(args, runner, work, tally, rnd):
                 tally.lost += 1
                 tally.fault("%s: %s is neither in place nor put aside (killed in: %s)"
                             % (label, rel, step_of(lines)))
-        if look.real.get(REVISIONS) not in allowed[REVISIONS]:
-            tally.torn += 1
-            tally.fault("%s: %s missing or torn" % (label, REVISIONS))
+        look.judge_revision_file()
 
     def after_rerun(label, status, err):
         if status != 0:
