@@ -16,6 +16,7 @@ re-reads these fault switches, files in DIR:
   garbage_on   CMD    CMD gets a line that is no FTP reply
   unknown_on   CMD    CMD is answered as a command the server doesn't know
   close_on     CMD    CMD makes the server hang up
+  stray_after  CMD    CMD's reply is followed at once by a reply nobody asked for
 """
 import argparse
 import logging
@@ -90,6 +91,8 @@ class Handler(FTPHandler):
                            ("close_on", self.close)):
             if cmd and (switch(fault) or "").strip().upper() == cmd:
                 return act()
+        if cmd and (switch("stray_after") or "").strip().upper() == cmd:
+            self.stray = "\r\n250-Unasked for\r\n second line\r\n250 End"
         if cmd == "RETR":
             name = os.path.basename(arg or "")
             if switch("stall_retr") is not None or switch("stall." + name) is not None:
@@ -102,6 +105,13 @@ class Handler(FTPHandler):
             later = lambda: self._closed or FTPHandler.pre_process_command(self, line, cmd, arg)
             return self.ioloop.call_later(delay / 1000.0, later)
         FTPHandler.pre_process_command(self, line, cmd, arg)
+
+    def respond(self, resp, logfun=None):
+        # A stray reply goes out in the same write as the real one.
+        resp += self.__dict__.pop("stray", "")
+        if logfun is None:
+            return FTPHandler.respond(self, resp)
+        return FTPHandler.respond(self, resp, logfun)
 
     def ftp_RETR(self, file):
         if switch("endless." + os.path.basename(file)) is not None:
