@@ -74,6 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             check(visited < local.m_aNames.size() && local.m_aNames[visited] == name
                       && local.m_aVersions[visited] == version,
                   "visit and list agree");
+            // The check compares the views as the reader hands them on.
+            check(!kau::IsNewerRelease(version, version), "a version is not newer than itself");
             ++visited;
         },
         [&](std::size_t lines) { expected = lines; });
