@@ -19,11 +19,19 @@ if [ "${1:-}" = "--sanitize" ]; then
     "${launcher[@]}" "-DCMAKE_CXX_FLAGS=$san" "-DCMAKE_EXE_LINKER_FLAGS=$link" \
     "-DCMAKE_SHARED_LINKER_FLAGS=$link" "-DCMAKE_MODULE_LINKER_FLAGS=$link" >/dev/null
   cmake --build "$BUILD"
-  export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_stack_use_after_return=1:strict_string_checks=1}
-  export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
-  export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/scripts/lsan.supp:print_suppressions=0}
-  ctest --test-dir "$BUILD" --output-on-failure -j2 --timeout 600
-  exit
+  # The packaging test builds consumers of the installed library: with these flags too.
+  export CXXFLAGS=$san LDFLAGS=$link
+  asan=detect_stack_use_after_return=1:strict_string_checks=1
+  export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+  export LSAN_OPTIONS=suppressions=$PWD/scripts/lsan.supp:print_suppressions=0
+  # The web view's Chromium (QtWebEngine) frees objects with a sized delete of
+  # another type, inside the library; its tests run without that one check.
+  web='^ReleaseNotes\.'
+  status=0
+  ASAN_OPTIONS=$asan ctest --test-dir "$BUILD" --output-on-failure -j2 --timeout 600 -E "$web" || status=$?
+  ASAN_OPTIONS=$asan:new_delete_type_mismatch=0 \
+    ctest --test-dir "$BUILD" --output-on-failure -j2 --timeout 600 -R "$web" || status=$?
+  exit "$status"
 fi
 
 BUILD=${BUILD_DIR:-build}
