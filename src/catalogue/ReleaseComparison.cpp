@@ -36,7 +36,7 @@ ReleaseNumbers SplitVersion(std::string_view version)
     const char* padded = local;
     const std::size_t size = version.size() + 8;
     if (size < sizeof local) {
-        std::memcpy(local, version.data(), version.size());
+        version.copy(local, version.size()); // an empty view may have no data at all
         std::memcpy(local + version.size(), "00000000", 9);
     } else {
         heap.assign(version).append("00000000");

@@ -35,7 +35,20 @@ const char kConnectFailed[] =
 constexpr long kTransferBufferBytes = 1024 * 1024;
 
 CURL* easy(void* p) { return static_cast<CURL*>(p); }
+
 CURLM* multi(void* p) { return static_cast<CURLM*>(p); }
+
+// A request without a transfer may, on the kept connection, read before it
+// sends anything (a CWD into the directory it is in needs no command). A reply
+// nobody asked for that waits on the connection is then read by libcurl 7.88
+// through the freed buffer of the request before: it loops without end or
+// crashes (curl pull request 12752; fixed in curl 8.6.0). Such requests therefore
+// begin with a NOOP, whose failure ("*") is no failure of the request.
+curl_slist* leadingNoop()
+{
+    static curl_slist* const noop = curl_slist_append(nullptr, "*NOOP");
+    return noop;
+}
 
 // Both separators mean a directory on the server; leading ones are dropped.
 std::vector<std::string> components(const std::string& path)
@@ -513,7 +526,9 @@ bool CFtpFileClient::ChangeDirectory(std::string directory)
     resetRequest();
     curl_easy_setopt(easy(m_pSession), CURLOPT_URL, requestUrlOf(target).c_str());
     curl_easy_setopt(easy(m_pSession), CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(easy(m_pSession), CURLOPT_QUOTE, leadingNoop());
     const int code = perform();
+    curl_easy_setopt(easy(m_pSession), CURLOPT_QUOTE, nullptr);
     const bool changed = code == CURLE_OK;
     if (changed)
         m_strDirectory = target;
@@ -581,8 +596,10 @@ int CFtpFileClient::findPlainName(const std::string& dir, const std::string& nam
     CURL* h = easy(m_pSession);
     curl_easy_setopt(h, CURLOPT_URL, requestUrlOf(m_strDirectory + dir).c_str());
     curl_easy_setopt(h, CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(h, CURLOPT_QUOTE, leadingNoop());
     curl_easy_setopt(h, CURLOPT_POSTQUOTE, command);
     const int code = perform();
+    curl_easy_setopt(h, CURLOPT_QUOTE, nullptr);
     curl_easy_setopt(h, CURLOPT_POSTQUOTE, nullptr);
     curl_slist_free_all(command);
     if (code == CURLE_OK)

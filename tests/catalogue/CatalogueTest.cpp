@@ -69,6 +69,8 @@ TEST(ReleaseComparison, RuleNamesAndFlags)
         {"2147483648", "1.0", true}, {"3000000000", "1.0", true}, {"99999999999999999999999", "1.0", true},
         {"3000000000", "2147483648", false}, {"-3000000000", "-1.0", false}, {"1.0", "-99999999999", true},
     };
+    // An empty version as the reader hands it on, a view without any data, reads as empty text.
+    EXPECT_TRUE(IsNewerRelease("1.00.00", std::string_view()) && !IsNewerRelease(std::string_view(), "1.00.00"));
     for (const Case& c : cases) {
         LocalRevisionList local{{"f"}, {c.local}};
         RemoteRevisionList remote{{"F"}, {c.remote}, {false}};

@@ -225,7 +225,7 @@ TEST_F(Cli, UpdatePrintsItsLogKeepsTheOldFilesAndBarsATerminal)
     EXPECT_FALSE(install.exists("Plugins/RelInfoLocal.rel"));
 
     r = sampler({"check"}); // stdin is no terminal: no
-    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, kHead + " Your programm is working with the latest version!\n\n" + kTail + "[yes/no] no\n\n");
     r = korautoupdate({"update", "--product", "Sampler", "--app", dir});
     EXPECT_EQ(r.status, 0);

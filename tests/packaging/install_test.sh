@@ -97,9 +97,11 @@ echo "== consumer through pkg-config"
 export PKG_CONFIG_PATH=$P/$LIBDIR/pkgconfig
 [ "$(pkg-config --modversion korautoupdate)" = 3.0.0 ] || fail "pkg-config --modversion"
 [ "$(pkg-config --variable=libdir korautoupdate)" -ef "$P/$LIBDIR" ] || fail "pkg-config libdir"
-# shellcheck disable=SC2046
-c++ -std=c++17 -fPIC "$SOURCE/tests/packaging/consumer/main.cpp" -o "$TMP/pc-consumer" \
-  $(pkg-config --cflags --libs korautoupdate) -Wl,-rpath,"$P/$LIBDIR"
+# Like the CMake consumer, with the compiler and linker flags of the environment (a sanitizer
+# build of the library needs its runtime in the program too).
+# shellcheck disable=SC2046,SC2086
+c++ -std=c++17 -fPIC ${CXXFLAGS:-} "$SOURCE/tests/packaging/consumer/main.cpp" -o "$TMP/pc-consumer" \
+  $(pkg-config --cflags --libs korautoupdate) -Wl,-rpath,"$P/$LIBDIR" ${LDFLAGS:-}
 # Silent by default: nothing of the diagnostic log on stderr.
 "$TMP/pc-consumer" Sampler "$INSTALL/Sampler.exe" check >"$TMP/out2" 2>"$TMP/err2" \
   || fail "consumer: $(cat "$TMP/err2")"

@@ -223,3 +223,25 @@ TEST_F(ClientTest, FailureReasonNamesTheServersReplyOrTheLocalFileAndItsError)
     EXPECT_FALSE(client.ChangeDirectory("/other"));
     EXPECT_NE(client.FailureReason().find("this is no reply"), std::string::npos) << client.FailureReason();
 }
+
+TEST_F(ClientTest, AReplyNobodyAskedForStopsNeitherTheNextRequestsNorTheNextLogon)
+{
+    // The unasked reply arrives with CWD's and waits on the kept connection;
+    // the requests after it must come to an end (they may fail: the server is
+    // out of step), and a new logon serves as before.
+    server.strayAfter("CWD");
+    ASSERT_TRUE(client.Connect("", "", ""));
+    ASSERT_TRUE(client.ChangeDirectory("prod"));
+    server.strayAfter("");
+    std::string content;
+    EXPECT_LT(timed([&] {
+        client.FindFile("RelInfoRemote.rel");
+        client.ChangeDirectory("prod");
+        client.ReadFile("RelInfoRemote.rel", content, 100);
+    }), 8s);
+    client.Disconnect();
+    connectToProd();
+    EXPECT_TRUE(client.FindFile("RelInfoRemote.rel"));
+    EXPECT_TRUE(client.ReadFile("RelInfoRemote.rel", content, 100));
+    EXPECT_EQ(content, "rel\r\n");
+}

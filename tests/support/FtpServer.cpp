@@ -123,6 +123,7 @@ void FtpServer::stallDownloads(bool on) { setSwitch("stall_retr", "", on); }
 void FtpServer::garbageOn(const std::string& cmd) { setSwitch("garbage_on", cmd, !cmd.empty()); }
 void FtpServer::unknownOn(const std::string& cmd) { setSwitch("unknown_on", cmd, !cmd.empty()); }
 void FtpServer::closeOn(const std::string& cmd) { setSwitch("close_on", cmd, !cmd.empty()); }
+void FtpServer::strayAfter(const std::string& cmd) { setSwitch("stray_after", cmd, !cmd.empty()); }
 
 bool FtpServer::waitForStall(std::chrono::milliseconds limit) const
 {

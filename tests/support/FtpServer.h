@@ -49,6 +49,7 @@ public:
     void garbageOn(const std::string& cmd);   // "" off
     void unknownOn(const std::string& cmd);   // answered as an unknown command; "" off
     void closeOn(const std::string& cmd);     // "" off
+    void strayAfter(const std::string& cmd);  // an unasked reply behind cmd's; "" off
 
     // Every command received so far, one line each ("USER svcfeed", "RETR x"),
     // and with TLS each data connection's handshake ("TLS data resumed", "TLS data new").

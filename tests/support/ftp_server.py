@@ -16,6 +16,7 @@ re-reads these fault switches, files in DIR:
   garbage_on   CMD    CMD gets a line that is no FTP reply
   unknown_on   CMD    CMD is answered as a command the server doesn't know
   close_on     CMD    CMD makes the server hang up
+  stray_after  CMD    CMD's reply is followed at once by a reply nobody asked for
 
 With --tls PEM (certificate chain, then its key) it offers explicit TLS
 (AUTH TLS, PBSZ, PROT) and refuses to log on or open a data connection
@@ -108,6 +109,8 @@ class Faults:
                            ("close_on", self.close)):
             if cmd and (switch(fault) or "").strip().upper() == cmd:
                 return act()
+        if cmd and (switch("stray_after") or "").strip().upper() == cmd:
+            self.stray = "\r\n250-Unasked for\r\n second line\r\n250 End"
         if cmd == "RETR":
             name = os.path.basename(arg or "")
             if switch("stall_retr") is not None or switch("stall." + name) is not None:
@@ -121,6 +124,13 @@ class Faults:
             later = lambda: self._closed or base.pre_process_command(line, cmd, arg)
             return self.ioloop.call_later(delay / 1000.0, later)
         base.pre_process_command(line, cmd, arg)
+
+    def respond(self, resp, logfun=None):
+        # A stray reply goes out in the same write as the real one.
+        resp += self.__dict__.pop("stray", "")
+        if logfun is None:
+            return super().respond(resp)
+        return super().respond(resp, logfun)
 
     def ftp_RETR(self, file):
         if switch("endless." + os.path.basename(file)) is not None:
