@@ -25,7 +25,7 @@ bool sameIgnoringCase(std::string_view a, std::string_view b)
 }
 
 // The comparison the slow way: the first local entry of the same name decides.
-bool staysNew(const kau::LocalRevisionList& local, const std::string& name, const std::string& version)
+bool staysNew(const kau::LocalRevisionList& local, std::string_view name, std::string_view version)
 {
     for (std::size_t j = 0; j < local.m_aNames.size(); ++j)
         if (sameIgnoringCase(local.m_aNames[j], name))
@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check(remote.m_aNames.size() == remote.m_aVersions.size()
               && remote.m_aNames.size() == remote.m_aTransferred.size(),
           "remote lists of one length");
-    for (const std::string& name : remote.m_aNames)
+    for (const std::string& name : remote.m_aNames.Texts())
         check(!name.empty() && kau::TrimField(name) == name, "names are trimmed and not empty");
 
     // The record-by-record reading sees what the list reading kept.
@@ -83,14 +83,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     kau::RemoteRevisionList all = remote;
     check(kau::CompareReleases(local, all, true), "install-all keeps everything");
-    check(all.m_aNames == remote.m_aNames, "install-all leaves the list");
+    check(all.m_aNames.Texts() == remote.m_aNames.Texts(), "install-all leaves the list");
 
     std::vector<std::string> wanted;
     for (std::size_t i = 0; i < remote.m_aNames.size(); ++i)
         if (staysNew(local, remote.m_aNames[i], remote.m_aVersions[i]))
-            wanted.push_back(remote.m_aNames[i]);
+            wanted.emplace_back(remote.m_aNames[i]);
     const bool any = kau::CompareReleases(local, remote, false);
     check(any == !wanted.empty(), "result says whether an entry stayed");
-    check(remote.m_aNames == wanted, "the new entries, in order");
+    check(remote.m_aNames.Texts() == wanted, "the new entries, in order");
     return 0;
 }
