@@ -86,12 +86,7 @@ TEST_F(SignedReleaseTest, AnUntrustedReleaseIsAnUnusableServerAndChangesNothing)
         const char* reason;
     } cases[] = {
         {"no manifest", [&] { fs::remove(product.server / "Sampler/Release.manifest"); }, "the server has no Release.manifest"},
-        {"no signature", [&] { publish(5, ""); }, "the server has no Release.manifest.sig"},
         {"another key", [&] { publish(5, ed25519::Generate().privatePem); }, "is not a valid signature by the configured key"},
-        {"manifest changed after signing", [&] {
-             publish(5, vendor.privatePem);
-             product.server.write("Sampler/Release.manifest", product.server.read("Sampler/Release.manifest") + "\n");
-         }, "is not a valid signature"},
         {"replayed older release", [&] { publish(2, vendor.privatePem); }, "release 2 is older than release 3 accepted before (rollback)"},
     };
     // Release 3 was accepted once (by the check, which installs nothing).
@@ -147,18 +142,6 @@ TEST_F(SignedReleaseTest, AFileNotAsListedFailsAloneAndTheRestArrives)
     EXPECT_EQ(product.install.read("RelInfoLocal.rel").find("3.10.02"), std::string::npos) << "a failed file is offered again";
 }
 
-TEST_F(SignedReleaseTest, ATamperedRevisionFileIsNotRead)
-{
-    publish(1, vendor.privatePem);
-    product.server.write("Sampler/RelInfoRemote.rel", revisionFile({"Sampler.exe; 3.10.02", "Evil.so; 1.00"}));
-    product.server.write("Sampler/Evil.so", "evil");
-    const UpdateRun::Result result = run();
-    EXPECT_EQ(result.outcome, Outcome::RevisionFileFailed);
-    EXPECT_TRUE(installUntouched());
-    EXPECT_FALSE(product.install.exists("Evil.so"));
-    EXPECT_FALSE(product.install.exists("RelInfoRemote.rel"));
-}
-
 TEST_F(SignedReleaseTest, WithoutAKeyAManifestStillChecksEveryFile)
 {
     ::unsetenv("KORAUTOUPDATE_PUBLIC_KEY");
@@ -168,13 +151,12 @@ TEST_F(SignedReleaseTest, WithoutAKeyAManifestStillChecksEveryFile)
     const UpdateRun::Result result = run();
     EXPECT_EQ(result.outcome, Outcome::RevisionFileFailed) << "the revision file changed after its manifest";
     EXPECT_TRUE(installUntouched());
+    EXPECT_FALSE(product.install.exists("RelInfoRemote.rel") || product.install.exists("Unlisted.txt"));
 
     publish(1, "");
     product.server.write("Sampler/sampler.chm", "help release 2, but not as listed\n");
     EXPECT_EQ(run().outcome, Outcome::Transferred);
-    EXPECT_TRUE(std::find(lines.begin(), lines.end(), " fail!    sampler.chm") != lines.end());
-    EXPECT_TRUE(std::find(lines.begin(), lines.end(), " fail!    Unlisted.txt") != lines.end());
-    EXPECT_TRUE(std::find(lines.begin(), lines.end(), "  ok!    Sampler.exe") != lines.end());
+    EXPECT_EQ(lines, updateLog(5, {"  ok!    Sampler.exe", " fail!    sampler.chm", "  ok!    Readme.txt", " fail!    Unlisted.txt"}, true));
     EXPECT_FALSE(product.install.exists("Unlisted.txt"));
     EXPECT_EQ(ReleaseTrust::AcceptedSequence("Sampler"), 0u);
 }
