@@ -9,6 +9,7 @@
 #include "platform/InstallationLock.h"
 #include "server/CFtpFileClient.h"
 #include "support/FtpServer.h"
+#include "support/ScopedEnv.h"
 #include "support/ScriptedBox.h"
 #include "support/TestCertificates.h"
 
@@ -102,8 +103,13 @@ const std::string kDashes(58, '-');
 const std::string kHead = " Message from: <KorAutoUpdate>-Tool  V 3.0.0\n" + kDashes + "\n\n";
 const std::string kTail = "\n" + kDashes + "\n\n Click <yes> to see the KORVANE update notes \n"
                           " and to start the installation procedure ...\n";
+const std::string kEndQuestion = " End of software update!\n" + kDashes + "\n\n Do you want to start the new released programm ?"
+                                 "\n\n Press <yes> to start Sampler.exe\n\n[yes/no] no\n\n";
 const std::string kNewFiles = kHead + " There are some newer files on the server:\n\n   3.10.02\t\t->> Sampler.exe \n"
                               "   1.04.00\t\t->> sampler.chm \n   \t\t->> Readme.txt \n" + kTail;
+
+// The release notes below as text.
+const std::string kNotesText = "Sampler & Co\n\nRelease 3.10.02\n\nFixes:\none <two> three\n\n- Filter.dll\n- help \xE2\x80\x93 A\n\nBye\n";
 
 // The sample product, its release notes on the server beside it.
 class Cli : public ::testing::Test, public SampleProduct {
@@ -143,9 +149,7 @@ TEST_F(Cli, CheckListsTheNewFilesExits100AndShowsTheNotesAsTextOnYes)
 
     r = korautoupdate({"check", "--product", "Sampler", "--app", dir, "--yes"});
     EXPECT_EQ(r.status, 100) << r.err;
-    EXPECT_EQ(r.out, kNewFiles + "[yes/no] yes\n\nRelease notes (" + dir + "/LatestUpdate.html)"
-                         ":\n\nSampler & Co\n\nRelease 3.10.02\n\nFixes:\none <two> three\n\n"
-                         "- Filter.dll\n- help \xE2\x80\x93 A\n\nBye\n");
+    EXPECT_EQ(r.out, kNewFiles + "[yes/no] yes\n\nRelease notes (" + dir + "/LatestUpdate.html):\n\n" + kNotesText);
 
     fs::remove(server / "Sampler/LatestUpdate.html");
     r = sampler({"check", "--yes"});
@@ -156,15 +160,13 @@ TEST_F(Cli, CheckListsTheNewFilesExits100AndShowsTheNotesAsTextOnYes)
 
 TEST_F(Cli, NotesPrintsAPageFromAPathOrAUrlAsText)
 {
-    const std::string text = "Sampler & Co\n\nRelease 3.10.02\n\nFixes:\none <two> three\n\n"
-                             "- Filter.dll\n- help \xE2\x80\x93 A\n\nBye\n";
     const std::string page = server / "Sampler/LatestUpdate.html";
     for (const std::string& where : {page, "file://" + page,
                                      "ftp://" + ftp.user() + ":" + ftp.password() + "@" + ftp.address() + "/Sampler/LatestUpdate.html"}) {
         SCOPED_TRACE(where);
         const Result r = korautoupdate({"notes", where});
         EXPECT_EQ(r.status, 0) << r.err;
-        EXPECT_EQ(r.out, text);
+        EXPECT_EQ(r.out, kNotesText);
     }
     Result r = korautoupdate({"notes", server / "Sampler/NoSuchPage.html"});
     EXPECT_EQ(std::tie(r.status, r.out, r.err), std::make_tuple(1, std::string(), "korautoupdate: cannot read " + server / "Sampler/NoSuchPage.html" + "\n"));
@@ -199,14 +201,9 @@ TEST_F(Cli, UpdatePrintsItsLogKeepsTheOldFilesAndBarsATerminal)
 {
     Result r = korautoupdate({"update", "--product", "Sampler", "--app", app}, true);
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "... Preparing download from server!\n... connect to the KORVANE server\n"
-                     "... set path (Sampler)\n... check remote revision file\n... check local revision file\n"
-                     "... compare new files\n---- start transfer ----\n  ok!    Sampler.exe\n"
-                     "  ok!    sampler.chm\n  ok!    Readme.txt\n---- end transfer ----\n"
-                     "... update local revision file\n  ok!  updated local revision file\n"
-                     "   \n  End of download procedure!! \n End of software update!\n" + kDashes
-                         + "\n\n Do you want to start the new released programm ?\n\n"
-                           " Press <yes> to start Sampler.exe\n\n[yes/no] no\n\n");
+    EXPECT_EQ(r.out, "... Preparing download from server!\n"
+                         + printed(updateLog(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Readme.txt"}, true))
+                         + kEndQuestion);
     // The bar counts files, 3 new ones of 4, with the line being transferred beside it; cleared at the end.
     EXPECT_THAT(r.err, HasSubstr("\r[#######.......................] 1/4  copy -> Sampler.exe"));
     EXPECT_THAT(r.err, HasSubstr("\r[##############################] 4/4"));
@@ -230,25 +227,6 @@ TEST_F(Cli, UpdatePrintsItsLogKeepsTheOldFilesAndBarsATerminal)
     r = korautoupdate({"update", "--product", "Sampler", "--app", dir});
     EXPECT_EQ(r.status, 0);
     EXPECT_THAT(r.out, EndsWith(" No updates found!\n   \n  End of download procedure!! \n"));
-}
-
-TEST_F(Cli, UpdateExits1WhenAFileFailsOrTheServerIsNotUsable)
-{
-    ftp.dropDownloadOf("Readme.txt", 3);
-    Result r = sampler({"update", "--all"});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_THAT(r.out, HasSubstr("  ok!    Plugins\\Filter.dll\n fail!    Readme.txt\n---- end"));
-    // And no bar. Why it failed is the client's word or the server's reply, whichever came first.
-    EXPECT_THAT(r.err, StartsWith("korautoupdate: 1 of 4 files did not arrive\n"
-                                  "korautoupdate: Readme.txt did not arrive: "));
-    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 2) << r.err;
-
-    // Nobody listens where --server points: the log ends after the logon, below the client's box.
-    r = sampler({"update", "--server", "127.0.0.1:" + std::to_string(FtpServer::unusedPort())});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_THAT(r.out, StartsWith("... Preparing download from server!\n... connect to the KORVANE server\n"
-                                  "Connection to the KORVANE server failed.\n"));
-    EXPECT_THAT(r.out, HasSubstr(">\n\n   \n  End of download procedure!! \n End of software update!\n"));
 }
 
 TEST_F(Cli, CheckAndUpdateGoOverFtpesWithTheNamedCaAndATlsFailureSaysWhyOnStderr)
@@ -276,9 +254,12 @@ TEST_F(Cli, CheckAndUpdateGoOverFtpesWithTheNamedCaAndATlsFailureSaysWhyOnStderr
     EXPECT_THAT(r.out, StartsWith("Connection to the KORVANE server failed.\n"));
     EXPECT_THAT(r.out, HasSubstr("ERROR!  " + unknownIssuer + "\n\nFTP Server: <" + tls.setting() + ">\n"));
     EXPECT_EQ(r.err, "korautoupdate: the server is not usable: " + unknownIssuer + "\n");
-    r = sampler({"update", ftpes});
+    r = sampler({"update", ftpes}); // the log ends after the logon, below the client's box
     EXPECT_EQ(r.status, 1);
+    EXPECT_THAT(r.out, StartsWith("... Preparing download from server!\n... connect to the KORVANE server\n"
+                                  "Connection to the KORVANE server failed.\n"));
     EXPECT_THAT(r.out, HasSubstr("ERROR!  " + unknownIssuer + "\n"));
+    EXPECT_THAT(r.out, HasSubstr(">\n\n   \n  End of download procedure!! \n End of software update!\n"));
     EXPECT_EQ(r.err, "korautoupdate: no logon to the server: " + unknownIssuer + "\n");
 
     // A server without TLS never hears the account.
@@ -353,12 +334,12 @@ TEST_F(Cli, AnUpdateThatEndsEarlyOrLosesAFileSaysWhyOnStderrBelowTheUnchangedLog
     EXPECT_THAT(r.out, HasSubstr("... set path (Nope)\n   \n  End of download procedure!! \n"));
     EXPECT_THAT(r.err, MatchesRegex("korautoupdate: no product directory \"Nope\" on the server: "
                                     "the server replied \"550 [^\n]*\"\n"));
-    // A file the list names but the server lacks.
+    // A file the list names but the server lacks; all files asked for, the unchanged one too.
     fs::remove(server.path() / "Sampler/Readme.txt");
-    r = sampler({"update"});
+    r = sampler({"update", "--all"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_THAT(r.out, HasSubstr(" fail!    Readme.txt\n---- end transfer ----\n"));
-    EXPECT_THAT(r.err, MatchesRegex("korautoupdate: 1 of 3 files did not arrive\n"
+    EXPECT_THAT(r.out, HasSubstr("  ok!    Plugins\\Filter.dll\n fail!    Readme.txt\n---- end transfer ----\n"));
+    EXPECT_THAT(r.err, MatchesRegex("korautoupdate: 1 of 4 files did not arrive\n"
                                     "korautoupdate: Readme.txt did not arrive: the server replied \"550 [^\n]*\"\n"));
     // The install directory can't take the revision file: the local error, with the path.
     fs::remove(install.path() / "RelInfoRemote.rel");
@@ -407,11 +388,8 @@ TEST(KorautoupdateRestore, PlaysTheStateBackExits1ForAnUnknownStampOrAFailedCopy
     const std::string app = archive.install / "Sampler.exe";
     Result r = korautoupdate({"restore", "--app", app, RestoreExample::kMiddle});
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "... Preparing restore from directory!\n---- start restore to 201405131120\n"
-                     "  ok!    201409011630/RelInfoLocal.rel\n  ok!    201409011630/Sampler.exe\n"
-                     "  ok!    201405131120/RelInfoLocal.rel\n  ok!    201405131120/Sampler.exe\n"
-                     "  ok!    201405131120/sampler.chm\n   \n  End of restore procedure!! \n End of software update!\n"
-                     + kDashes + "\n\n Do you want to start the new released programm ?\n\n Press <yes> to start Sampler.exe\n\n[yes/no] no\n\n");
+    EXPECT_EQ(r.out, "... Preparing restore from directory!\n" + printed(restoreLog(RestoreExample::kMiddle, RestoreExample::middleRestored()))
+                         + kEndQuestion);
     EXPECT_EQ(archive.install.read("RelInfoLocal.rel"), RestoreExample::state(2));
 
     r = korautoupdate({"restore", "--app", archive.install.str(), "209912312359"});
@@ -549,9 +527,7 @@ TEST(ConsoleOutput, ControlCharactersFromTheServerArePrintedAsText)
 TEST_F(Cli, KeygenAndPublishMakeASignedReleaseThatUpdateTrustsOnlyWithItsKey)
 {
     kau::test::TempDir vendor, config; // the accepted release's number goes to config's store
-    const char* oldConfig = std::getenv("XDG_CONFIG_HOME");
-    const std::string savedConfig = oldConfig ? oldConfig : "";
-    ::setenv("XDG_CONFIG_HOME", config.str().c_str(), 1);
+    const ScopedEnv configHome("XDG_CONFIG_HOME", config.str());
     const std::string key = vendor / "release.key";
     Result r = korautoupdate({"keygen", "--key", key});
     ASSERT_EQ(r.status, 0) << r.err;
@@ -581,10 +557,6 @@ TEST_F(Cli, KeygenAndPublishMakeASignedReleaseThatUpdateTrustsOnlyWithItsKey)
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "korautoupdate: release refused: Release.manifest.sig is not a valid signature by the configured key\n");
     EXPECT_THAT(readFile(config / "Korvane/AutoUpdate.conf"), HasSubstr("ReleaseSequence=1"));
-    if (oldConfig)
-        ::setenv("XDG_CONFIG_HOME", savedConfig.c_str(), 1);
-    else
-        ::unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST_F(Cli, ASecondRunOnTheInstallationWaitsThenRefusesWith75AndAKilledRunHoldsNothing)

@@ -2,11 +2,8 @@
 // copies that fail without losing a file, the modes of programs, and a stop.
 #include "UpdateRunTestSupport.h"
 #include "flows/RestoreRun.h"
-#include "flows/RunLog.h"
-#include "flows/RunProgress.h"
 #include "platform/FileCopy.h"
 
-#include <functional>
 #include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
@@ -19,25 +16,10 @@ namespace {
 
 const Lines kClosing = {"   ", "  End of restore procedure!! "};
 
-Lines logOf(const std::string& stamp, Lines middle)
-{
-    Lines all = {"---- start restore to " + stamp};
-    all.insert(all.end(), middle.begin(), middle.end());
-    all.insert(all.end(), kClosing.begin(), kClosing.end());
-    return all;
-}
-
-struct RestoreRunTest : ::testing::Test, RestoreExample, RunLog, RunProgress {
-    Lines lines, bar;
-    std::function<void()> onLine = [] {};
-    void AddLine(const std::string& line) override { lines.push_back(line), onLine(); }
-    void ReplaceLastLine(const std::string& line) override { lines.back() = line; }
-    void ScrollToEnd() override {}
-    void SetRange(int lower, int upper) override { bar.push_back(std::to_string(lower) + ".." + std::to_string(upper)); }
-    void SetPosition(int position) override { bar.push_back(std::to_string(position)); }
+struct RestoreRunTest : ::testing::Test, RestoreExample, RunRecord {
     RestoreRun::Result run(const std::string& stamp, std::stop_token stop = {})
     {
-        lines.clear(), bar.clear();
+        clear();
         return RestoreRun(*this, *this, stop).run(stamp, install.str());
     }
     // The files of the installation itself, not those in restore directories.
@@ -63,16 +45,14 @@ TEST_F(RestoreRunTest, TheMiddleStateComesBackThroughTheNewerDirectoryAndTheNewe
 {
     const Files archived = archive();
     const auto result = run(kMiddle);
-    EXPECT_EQ(lines, logOf(kMiddle, {"  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe",
-                                     "  ok!    201405131120/RelInfoLocal.rel", "  ok!    201405131120/Sampler.exe",
-                                     "  ok!    201405131120/sampler.chm"}));
+    EXPECT_EQ(lines, restoreLog(kMiddle, middleRestored()));
     EXPECT_EQ(bar, (Lines{"0..100", "1", "0..6", "1", "2", "3", "4", "5", "100"}));
     EXPECT_TRUE(result.collected && result.files == 5 && result.failedFiles == 0 && !result.stopped);
     EXPECT_EQ(installed(), (Files{{"RelInfoLocal.rel", state(2)}, {"Sampler.exe", "program 2\n"}, {"sampler.chm", "help 2\n"}}));
     EXPECT_EQ(archive(), archived) << "the archive is only read";
 
     run(kNewest);
-    EXPECT_EQ(lines, logOf(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe"}));
+    EXPECT_EQ(lines, restoreLog(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe"}));
     EXPECT_EQ(installed(), (Files{{"RelInfoLocal.rel", state(3)}, {"Sampler.exe", "program 3\n"}, {"sampler.chm", "help 2\n"}}));
     EXPECT_EQ(archive(), archived);
 }
@@ -91,7 +71,7 @@ TEST_F(RestoreRunTest, ANameThatIsNoRestoreDirectoryRestoresNothingAndAnEmptyNew
     }
     fs::create_directory(install / "201412241800");
     EXPECT_TRUE(run("201412241800").collected);
-    EXPECT_EQ(lines, logOf("201412241800", {}));
+    EXPECT_EQ(lines, restoreLog("201412241800", {}));
     EXPECT_EQ(filesBelow(install.path()), before);
 }
 
@@ -103,7 +83,7 @@ TEST_F(RestoreRunTest, AFailedCopyLeavesTheInstalledFileADirectoryIsNeverPutAsid
     install.write(std::string(kNewest) + "/Plugins", "a file once");
     install.write("Plugins/Filter.dll", "filter 4\n");
     const auto result = run(kNewest);
-    EXPECT_EQ(lines, logOf(kNewest, {" fail!    201409011630/Plugins", " fail!    201409011630/Readme.txt",
+    EXPECT_EQ(lines, restoreLog(kNewest, {" fail!    201409011630/Plugins", " fail!    201409011630/Readme.txt",
                                      "  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe"}));
     EXPECT_EQ(result.failedFiles, 2u);
     EXPECT_EQ(install.read("Plugins/Filter.dll"), "filter 4\n");
@@ -156,7 +136,7 @@ TEST_F(RestoreRunTest, OnlyRestoreDirectoriesAndCopiesInsideTheInstallationAreRe
     EXPECT_EQ(installed(), before);
     // From the newest one, the copy that leads out fails and the installed file stays where it was.
     const auto result = run(kNewest);
-    EXPECT_EQ(lines, logOf(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe",
+    EXPECT_EQ(lines, restoreLog(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", "  ok!    201409011630/Sampler.exe",
                                      " fail!    201409011630/sampler.chm"}));
     EXPECT_EQ(result.failedFiles, 1u);
     EXPECT_EQ(install.read("sampler.chm"), "help 4\n");
@@ -177,7 +157,7 @@ TEST_F(RestoreRunTest, WhatAKilledRestoreLeftIsPutBackOrCleared)
     Files archived = archive();
     std::erase_if(archived, [](const auto& f) { return f.first.find(".part-") != std::string::npos; });
     const auto result = run(kNewest);
-    EXPECT_EQ(lines, logOf(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", " fail!    201409011630/Sampler.exe"}));
+    EXPECT_EQ(lines, restoreLog(kNewest, {"  ok!    201409011630/RelInfoLocal.rel", " fail!    201409011630/Sampler.exe"}));
     EXPECT_EQ(result.failedFiles, 1u);
     EXPECT_EQ(installed(), (Files{{"RelInfoLocal.rel", state(3)}, {"Sampler.exe", "program 4\n"}, {"sampler.chm", "help 4\n"}}));
     EXPECT_EQ(archive(), archived) << "the part file in the archive is gone, nothing else";

@@ -1,7 +1,5 @@
 // The update run against the real FTP server and real files, in the ordinary run and each failure.
 #include "UpdateRunTestSupport.h"
-#include "flows/RunLog.h"
-#include "flows/RunProgress.h"
 #include "flows/UpdateRun.h"
 #include "support/FtpServer.h"
 #include "support/ScriptedBox.h"
@@ -19,33 +17,14 @@ using Files = std::map<std::string, std::string>;
 
 namespace {
 
-// The log of a run: `opened` opening lines, middle (in the transfer's frame if it ran), the closing lines.
-Lines logOf(std::size_t opened, Lines middle, bool transfer = false)
-{
-    Lines all = {"... connect to the KORVANE server", "... set path (Sampler)", "... check remote revision file",
-                 "... check local revision file", "... compare new files", "---- start transfer ----"};
-    all.resize(opened + transfer);
-    all.insert(all.end(), middle.begin(), middle.end());
-    if (transfer)
-        all.insert(all.end(), {"---- end transfer ----", "... update local revision file", "  ok!  updated local revision file"});
-    all.insert(all.end(), {"   ", "  End of download procedure!! "});
-    return all;
-}
-
-struct UpdateRunTest : ::testing::Test, RunLog, RunProgress {
+struct UpdateRunTest : ::testing::Test, RunRecord {
     SampleProduct product;
     FtpServer server{product.server.path()};
     ScriptedBox box;
-    Lines lines, bar;
     const std::string oldLocal = product.install.read("RelInfoLocal.rel");
-    void AddLine(const std::string& line) override { lines.push_back(line); }
-    void ReplaceLastLine(const std::string& line) override { lines.back() = line; }
-    void ScrollToEnd() override {}
-    void SetRange(int lower, int upper) override { bar.push_back(std::to_string(lower) + ".." + std::to_string(upper)); }
-    void SetPosition(int position) override { bar.push_back(std::to_string(position)); }
     UpdateRun::Result run(bool allFiles = false, std::stop_token stop = {})
     {
-        lines.clear(), bar.clear();
+        clear();
         return UpdateRun(*this, *this, stop).run(SampleProduct::kKey, product.install.str(), allFiles);
     }
 };
@@ -74,7 +53,7 @@ TEST_F(UpdateRunTest, NewReleaseArrivesWithOldCopiesKeptAndAllFilesBringsTheUnch
     product.install.write("%Tool.sh", "old tool\n");
     fs::permissions(product.install / "Sampler.exe", fs::perms(0700));
     const fs::path restore = run().restoreDirectory;
-    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Readme.txt", "  ok!    %Tool.sh"}, true));
+    EXPECT_EQ(lines, updateLog(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Readme.txt", "  ok!    %Tool.sh"}, true));
     // The bar counts files: 0..files+1, one step as each file begins, 100 at the end.
     EXPECT_EQ(bar, (Lines{"0..100", "1", "0..5", "1", "2", "3", "4", "100"}));
     for (const std::string name : {"Sampler.exe", "sampler.chm", "Readme.txt", "%Tool.sh", "Plugins/Filter.dll", "RelInfoRemote.rel"})
@@ -93,7 +72,7 @@ TEST_F(UpdateRunTest, NewReleaseArrivesWithOldCopiesKeptAndAllFilesBringsTheUnch
     product.server.write("Sampler/%Tool.sh", "#!/bin/sh\n");
     EXPECT_EQ(readFile(fs::path(run(true).restoreDirectory) / "Plugins/Filter.dll"), "filter 2.00.07\n");
     EXPECT_EQ(mode(product.install / "%Tool.sh"), fs::perms(0755));
-    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Plugins\\Filter.dll",
+    EXPECT_EQ(lines, updateLog(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Plugins\\Filter.dll",
                                "  ok!    Readme.txt", "  ok!    %Tool.sh"}, true));
 }
 
@@ -102,7 +81,7 @@ TEST_F(UpdateRunTest, FilesDroppedMidTransferFailAndLeaveNoPartialFile)
     server.dropDownloadOf("sampler.chm", 1000);
     server.dropDownloadOf("Readme.txt", 2);
     const UpdateRun::Result result = run();
-    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", " fail!    sampler.chm", " fail!    Readme.txt"}, true));
+    EXPECT_EQ(lines, updateLog(5, {"  ok!    Sampler.exe", " fail!    sampler.chm", " fail!    Readme.txt"}, true));
     // A known file keeps its old version, a new one gets 0.00.00: both are offered again.
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"), revisionFile({"Sampler.exe; 3.10.02", "Plugins\\Filter.dll; 2.00.07",
                                                                       "sampler.chm; 1.03.00", "Readme.txt; 0.00.00"}));
@@ -119,27 +98,27 @@ TEST_F(UpdateRunTest, RunsThatMoveNoFile)
     // Nothing new: a restore directory with only the local list, which stays as it was.
     product.server.write("Sampler/RelInfoRemote.rel", revisionFile({"Sampler.exe; 3.10.01"}));
     EXPECT_EQ(filesBelow(run().restoreDirectory), (Files{{"RelInfoLocal.rel", oldLocal}}));
-    EXPECT_EQ(lines, logOf(5, {" end! No updates found!"}));
+    EXPECT_EQ(lines, updateLog(5, {" end! No updates found!"}));
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"), oldLocal);
 
     // All files from an empty server list: the transfer runs no file but still rewrites the local list.
     product.server.write("Sampler/RelInfoRemote.rel", "; nothing released\r\n");
     product.install.write("RelInfoLocal.rel", "; a comment\r\nSampler.exe;3.10.01\r\n");
     run(true);
-    EXPECT_EQ(lines, logOf(5, {}, true));
+    EXPECT_EQ(lines, updateLog(5, {}, true));
     EXPECT_EQ(product.install.read("RelInfoLocal.rel"), revisionFile({"Sampler.exe; 3.10.01"}));
 
     // No revision file, then no product directory, then no logon: the log ends there and nothing changes.
     const Files before = filesBelow(product.install.path());
     fs::remove(product.server.path() / "Sampler/RelInfoRemote.rel");
     EXPECT_EQ(run().outcome, Outcome::NoRevisionFile);
-    EXPECT_EQ(lines, logOf(3, {}));
+    EXPECT_EQ(lines, updateLog(3, {}));
     fs::rename(product.server.path() / "Sampler", product.server.path() / "Other");
     EXPECT_EQ(run().outcome, Outcome::NoProductDirectory);
-    EXPECT_EQ(lines, logOf(2, {}));
+    EXPECT_EQ(lines, updateLog(2, {}));
     ::setenv("KORAUTOUPDATE_FTP_SERVER", ("127.0.0.1:" + std::to_string(FtpServer::unusedPort())).c_str(), 1);
     EXPECT_EQ(run().outcome, Outcome::NoConnection);
-    EXPECT_EQ(lines, logOf(1, {}));
+    EXPECT_EQ(lines, updateLog(1, {}));
     EXPECT_EQ(filesBelow(product.install.path()), before) << "no restore directory, nothing changed";
     ASSERT_EQ(box.count(), 1u); // only a failed logon tells the user, by the client's box
     EXPECT_TRUE(box.shown()[0].text.starts_with("Connection to the KORVANE server failed."));
@@ -188,7 +167,7 @@ TEST_F(UpdateRunTest, HostileNamesFailOneByOneWithNothingWrittenOutsideAndNoInst
     Files installBefore = filesBelow(product.install.path());
 
     const UpdateRun::Result result = run();
-    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", " fail!    ../" + out + "/victim.txt", " fail!    a\\..\\..\\" + out + "\\victim.txt",
+    EXPECT_EQ(lines, updateLog(5, {"  ok!    Sampler.exe", " fail!    ../" + out + "/victim.txt", " fail!    a\\..\\..\\" + out + "\\victim.txt",
                                " fail!    " + outside / "abs.txt", " fail!    Shared/victim.txt", " fail!    linked.txt",
                                " fail!    Plugins", " fail!    201405131120", " fail!    201405131120/Sampler.exe",
                                " fail!    RelInfoLocal.rel", " fail!    RelInfoRemote.rel", " fail!    upd_Sampler.exe",
@@ -224,7 +203,7 @@ TEST_F(UpdateRunTest, WhatAKilledRunLeftIsPutBackOrClearedAndItsOldCopiesStay)
     for (const char* part : {".Readme.txt.part-Ef34Gh", ".RelInfoLocal.rel.part-Ij56Kl", "Plugins/.Filter.dll.part-Mn78Op"})
         product.install.write(part, "cut short");
     const UpdateRun::Result result = run(true);
-    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Plugins\\Filter.dll",
+    EXPECT_EQ(lines, updateLog(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", "  ok!    Plugins\\Filter.dll",
                                "  ok!    Readme.txt"}, true));
     const Files left = filesBelow(product.install.path());
     for (const auto& [name, content] : left)
@@ -245,7 +224,7 @@ TEST_F(UpdateRunTest, AFileWhoseOldCopyCannotBeKeptIsNotReplacedAndNoRestoreDire
     for (const std::string& stamp : stampsFromNow())
         product.install.write(stamp + "/Plugins", "in the way");
     UpdateRun::Result result = run(true);
-    EXPECT_EQ(lines, logOf(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", " fail!    Plugins\\Filter.dll",
+    EXPECT_EQ(lines, updateLog(5, {"  ok!    Sampler.exe", "  ok!    sampler.chm", " fail!    Plugins\\Filter.dll",
                                "  ok!    Readme.txt"}, true));
     EXPECT_EQ(product.install.read("Plugins/Filter.dll"), "filter 2.00.07\n");
     EXPECT_FALSE(product.install.exists("Plugins/upd_Filter.dll"));
@@ -262,7 +241,7 @@ TEST_F(UpdateRunTest, AFileWhoseOldCopyCannotBeKeptIsNotReplacedAndNoRestoreDire
     const Files before = filesBelow(product.install.path());
     result = run(true);
     EXPECT_EQ(result.outcome, Outcome::Failed);
-    EXPECT_EQ(lines, logOf(3, {}));
+    EXPECT_EQ(lines, updateLog(3, {}));
     EXPECT_TRUE(result.reason.starts_with("no restore directory: " + product.install.str() + "/20")) << result.reason;
     EXPECT_TRUE(result.reason.ends_with(": not a directory")) << result.reason;
     EXPECT_EQ(filesBelow(product.install.path()), before);

@@ -2,6 +2,7 @@
 // slider that scrolls them, the warnings for releases that can't restore, and what the opener gets back.
 #include "UpdateDlgTestSupport.h"
 #include "frontend/CRestoreDlg.h"
+#include "flows/UpdateRunTestSupport.h"
 #include <QtWidgets>
 #include <chrono>
 #include <optional>
@@ -37,12 +38,8 @@ struct RestoreDlgTest : ::testing::Test {
     {
         for (const std::string& file : files)
             install.write(stamp + "/" + file, "old copy of " + file);
-        if (revisions.empty())
-            return;
-        std::string text;
-        for (const std::string& line : revisions)
-            text += line + "\r\n";
-        install.write(stamp + "/RelInfoLocal.rel", text);
+        if (!revisions.empty())
+            install.write(stamp + "/RelInfoLocal.rel", revisionFile(revisions));
     }
     // Opens the dialog through its opener and runs act on it once its list is filled.
     std::optional<std::string> choose(const std::function<void(CRestoreDlg&)>& act) const
@@ -59,15 +56,6 @@ struct RestoreDlgTest : ::testing::Test {
 };
 
 } // namespace
-
-TEST(RestoreDlgRule, ReleasesBefore20100329CantRestoreReadingTheDateAsAtoiDoes)
-{
-    EXPECT_TRUE(PredatesRestoreSupport("201003282359"));
-    EXPECT_FALSE(PredatesRestoreSupport("201003290000"));
-    EXPECT_FALSE(PredatesRestoreSupport("201406021405"));
-    EXPECT_TRUE(PredatesRestoreSupport("20xxxxxxxxxx"));  // reads as 20
-    EXPECT_TRUE(PredatesRestoreSupport("2010032x2359"));  // reads as 2010032
-}
 
 TEST_F(RestoreDlgTest, ListsTheArchiveAndItsColumnsShowTheSelectedDirectoryFromTheSlidersPositionOn)
 {
@@ -140,14 +128,10 @@ TEST_F(RestoreDlgTest, OldReleasesWarnOnSelectionAndAskOnRestoreYesGoesOnNoCance
               }),
               std::nullopt);
     ASSERT_EQ(box.count(), 3u);
-    for (int i : {0, 1}) {
-        EXPECT_EQ(box.shown()[i].text, kWarning);
-        EXPECT_EQ(box.shown()[i].buttons, BoxButtons::Ok);
-        EXPECT_EQ(box.shown()[i].icon, BoxIcon::None);
-    }
-    EXPECT_EQ(box.shown()[2].text, kQuestion);
-    EXPECT_EQ(box.shown()[2].buttons, BoxButtons::YesNo);
-    EXPECT_EQ(box.shown()[2].icon, BoxIcon::Exclamation);
+    for (const auto& [i, text, buttons, icon] : {std::tuple{0, kWarning, BoxButtons::Ok, BoxIcon::None},
+                                                 {1, kWarning, BoxButtons::Ok, BoxIcon::None},
+                                                 {2, kQuestion, BoxButtons::YesNo, BoxIcon::Exclamation}})
+        EXPECT_TRUE(box.shown()[i].text == text && box.shown()[i].buttons == buttons && box.shown()[i].icon == icon) << i << box.shown()[i].text;
 
     box.answer(BoxAnswer::Ok);
     box.answer(BoxAnswer::Yes);

@@ -7,6 +7,7 @@
 #include "korautoupdate.h"
 #include "notes/CExplorer1.h"
 #include "notes/CReleaseNotesDlg.h"
+#include "support/ScopedEnv.h"
 #include <QDesktopServices>
 #include <QTcpServer>
 #include <QTest>
@@ -26,23 +27,12 @@ namespace {
 const std::string kVersionTitle = "KorAutoUpdate Release Notes Version: 3.0.0";
 const std::string kPage = "<html><body><h1>Sampler 3.1</h1><p>Fixed the printing.</p></body></html>";
 
-// Sets an environment variable while the object lives.
-struct EnvSetting {
-    const std::string name;
-    const char* const old;
-    EnvSetting(std::string n, const char* value) : name(std::move(n)), old(std::getenv(name.c_str()))
-    {
-        value ? ::setenv(name.c_str(), value, 1) : ::unsetenv(name.c_str());
-    }
-    ~EnvSetting() { old ? ::setenv(name.c_str(), old, 1) : ::unsetenv(name.c_str()); }
-};
-
 enum class View { Web, Text };
 
 // Selects the view the dialog ends up with; the web view as a host would run it (as root without the
 // sandbox, which only the host may decide).
 struct ViewChoice {
-    EnvSetting noWeb, sandbox;
+    ScopedEnv noWeb, sandbox;
     explicit ViewChoice(View view)
         : noWeb("KORAUTOUPDATE_NO_WEBENGINE", view == View::Text ? "1" : nullptr),
           sandbox("QTWEBENGINE_DISABLE_SANDBOX", view == View::Web && ::geteuid() == 0 ? "1" : std::getenv("QTWEBENGINE_DISABLE_SANDBOX"))
@@ -136,7 +126,7 @@ TEST(ReleaseNotes, WebViewShowsThePageUnderTheTitleWithItsButtonsOnTopAndRefuses
         GTEST_SKIP() << "built without Qt WebEngine";
     CKorAutoUpdateApp::ensureQtApplication();
     if (::geteuid() == 0) { // Chromium would end the process: refused before it is touched
-        EnvSetting sandbox("QTWEBENGINE_DISABLE_SANDBOX", nullptr);
+        ScopedEnv sandbox("QTWEBENGINE_DISABLE_SANDBOX", nullptr);
         QWidget parent;
         CExplorer1 explorer;
         EXPECT_FALSE(explorer.Create(&parent, QRect(0, 0, 100, 100)));

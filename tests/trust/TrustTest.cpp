@@ -5,23 +5,17 @@
 #include "trust/ListedFileCheck.h"
 #include "trust/Manifest.h"
 #include "trust/ReleaseTrust.h"
-#include "trust/Sha256.h"
 
+#include "support/ListedEntry.h"
+#include "support/ScopedEnv.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 namespace kau {
 namespace {
 
-ManifestEntry entryFor(const std::string& name, const std::string& content)
-{
-    Sha256 hash;
-    hash.Add(content.data(), content.size());
-    return ManifestEntry{name, hash.FinishHex(), content.size()};
-}
+using test::listedEntry;
 
 TEST(Signature, OnlyTheSignedTextWithTheRightKeyIsValid)
 {
@@ -50,8 +44,8 @@ TEST(ManifestText, ReadsBackWhatItWritesAndNothingElse)
 {
     Manifest manifest;
     manifest.sequence = 7;
-    manifest.entries = {entryFor("RelInfoRemote.rel", "a; 1.00.00\r\n"),
-                        entryFor("Sub dir/with blanks.dll", "x")};
+    manifest.entries = {listedEntry("RelInfoRemote.rel", "a; 1.00.00\r\n"),
+                        listedEntry("Sub dir/with blanks.dll", "x")};
     const std::string text = manifest.Text();
     const std::optional<Manifest> back = Manifest::Parse(text);
     ASSERT_TRUE(back);
@@ -90,25 +84,25 @@ TEST(ListedFile, OnlyTheListedBytesPassAndGrowthStopsAtOnce)
 {
     const std::string content = "0123456789";
     {
-        ListedFileCheck check(entryFor("f", content));
+        ListedFileCheck check(listedEntry("f", content));
         EXPECT_TRUE(check.Accept(content.data(), 4));
         EXPECT_TRUE(check.Accept(content.data() + 4, 6));
         EXPECT_TRUE(check.Complete());
     }
     {
-        ListedFileCheck check(entryFor("f", content));
+        ListedFileCheck check(listedEntry("f", content));
         std::string changed = content;
         changed[9] = 'x';
         EXPECT_TRUE(check.Accept(changed.data(), changed.size()));
         EXPECT_FALSE(check.Complete()) << "same size, one byte changed";
     }
     {
-        ListedFileCheck check(entryFor("f", content));
+        ListedFileCheck check(listedEntry("f", content));
         EXPECT_TRUE(check.Accept(content.data(), content.size()));
         EXPECT_FALSE(check.Accept("x", 1)) << "one byte past the listed size";
     }
     {
-        ListedFileCheck check(entryFor("f", content));
+        ListedFileCheck check(listedEntry("f", content));
         EXPECT_TRUE(check.Accept(content.data(), 9));
         EXPECT_FALSE(check.Complete()) << "short";
     }
@@ -119,30 +113,17 @@ TEST(ListedFile, OnlyTheListedBytesPassAndGrowthStopsAtOnce)
 
 class ReleaseJudgement : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        const char* old = std::getenv("XDG_CONFIG_HOME");
-        m_saved = old ? std::optional<std::string>(old) : std::nullopt;
-        ::setenv("XDG_CONFIG_HOME", m_config.str().c_str(), 1);
-    }
-    void TearDown() override
-    {
-        if (m_saved)
-            ::setenv("XDG_CONFIG_HOME", m_saved->c_str(), 1);
-        else
-            ::unsetenv("XDG_CONFIG_HOME");
-    }
     std::string manifestText(std::uint32_t sequence) const
     {
         Manifest manifest;
         manifest.sequence = sequence;
-        manifest.entries = {entryFor("a.dll", "A")};
+        manifest.entries = {listedEntry("a.dll", "A")};
         return manifest.Text();
     }
 
     const ed25519::KeyPair m_vendor = ed25519::Generate();
     test::TempDir m_config;
-    std::optional<std::string> m_saved;
+    test::ScopedEnv m_configHome{"XDG_CONFIG_HOME", m_config.str()};
 };
 
 TEST_F(ReleaseJudgement, WithAKeyOnlyASignedCurrentManifestPasses)
