@@ -63,9 +63,15 @@ Result korautoupdate(std::vector<std::string> args, bool terminal = false,
     for (auto& a : args)
         argv.push_back(a.data());
     argv.push_back(nullptr);
+    // Close-on-exec: a command started at the same time from another thread must
+    // not keep this one's pipes open, or reading them to the end waits for it.
     int out[2], err[2];
-    if (::pipe(out) != 0 || (terminal ? ::openpty(err, err + 1, nullptr, nullptr, nullptr) : ::pipe(err)) != 0)
+    if (::pipe2(out, O_CLOEXEC) != 0
+        || (terminal ? ::openpty(err, err + 1, nullptr, nullptr, nullptr) : ::pipe2(err, O_CLOEXEC)) != 0)
         throw std::runtime_error("no pipe");
+    if (terminal)
+        for (const int fd : err)
+            ::fcntl(fd, F_SETFD, FD_CLOEXEC);
     const pid_t pid = ::fork();
     if (pid == 0) {
         ::signal(SIGINT, SIG_DFL); // a shell may have started the tests with it ignored
