@@ -3,6 +3,7 @@
 // order, and after a 1xx reply to a transfer the contents of the data
 // connection. The client logs on, changes directory, looks for files with
 // and without a pattern, reads one into memory and downloads one.
+#include "FuzzInput.h"
 #include "FakeFtpServer.h"
 #include "FuzzTempDir.h"
 
@@ -35,13 +36,7 @@ std::vector<std::string> blocksOf(const std::string& script)
     return blocks;
 }
 
-void check(bool condition, const char* what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
+using kau::fuzz::check;
 
 } // namespace
 

@@ -1,6 +1,8 @@
 // The installer's command line: the input is its arguments, one a line.
 #include "InstallCommand.h"
 
+#include "FuzzInput.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -9,15 +11,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::vector<std::string> args(1);
-    for (std::size_t i = 0; i < size; ++i) {
-        if (data[i] == '\n')
-            args.emplace_back();
-        else
-            args.back() += static_cast<char>(data[i]);
-    }
-    if (size == 0)
-        args.clear();
+    const std::vector<std::string> args = kau::fuzz::argumentLines(data, size);
 
     std::string error = "stale";
     const auto command = kau::installer::ParseInstallCommand(args, error);

@@ -1,5 +1,6 @@
 // The revision file readers and the comparison of two releases. The input is
 // the local revision file, a NUL byte, and the remote one.
+#include "FuzzInput.h"
 #include "FuzzTempDir.h"
 
 #include "catalogue/ReleaseComparison.h"
@@ -33,13 +34,7 @@ bool staysNew(const kau::LocalRevisionList& local, std::string_view name, std::s
     return true;
 }
 
-void check(bool condition, const char* what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
+using kau::fuzz::check;
 
 } // namespace
 

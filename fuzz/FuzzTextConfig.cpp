@@ -1,6 +1,7 @@
 // The configuration layer of the text file on a real file: the input is the
 // file's first content followed by a list of operations (find a section, read
 // or set an entry, move, insert and delete lines) with their arguments.
+#include "FuzzInput.h"
 #include "FuzzTempDir.h"
 
 #include "textfile/CTextFile.h"
@@ -13,13 +14,7 @@
 
 namespace {
 
-void check(bool condition, const char* what)
-{
-    if (!condition) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
+using kau::fuzz::check;
 
 } // namespace
 
