@@ -58,21 +58,14 @@ bool withRevisionFile(const std::string& path, const std::function<void(CTextFil
     return true;
 }
 
-// The record of a line: its trimmed first and second field (as FieldOf
-// reads them); a line without a name is none.
+// The record of a line: its trimmed first and second field; a line without
+// a name is none.
 template <class Visit>
 void visitRecord(std::string_view line, Visit&& visit)
 {
-    const std::size_t first = line.find(';');
-    const std::string_view name = TrimmedView(line.substr(0, first));
-    if (name.empty())
-        return;
-    if (first == std::string_view::npos || first + 1 == line.size()) {
-        visit(name, std::string_view());
-        return;
-    }
-    const std::string_view rest = line.substr(first + 1);
-    visit(name, TrimmedView(rest.substr(0, rest.find(';'))));
+    const std::string_view name = TrimmedView(FieldOf(1, line, ';'));
+    if (!name.empty())
+        visit(name, TrimmedView(FieldOf(2, line, ';')));
 }
 
 // An upper bound of the records of text without reading it: a record's line
