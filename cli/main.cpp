@@ -13,6 +13,7 @@
 #include "UpdateCommand.h"
 #include "flows/ApplicationPath.h"
 #include "platform/ServerAccount.h"
+#include "trust/ReleaseTrust.h"
 
 #include <cstdlib>
 #include <exception>
@@ -39,7 +40,7 @@ void applyServerOptions(const kau::cli::CommandLine& line)
     if (line.caFile)
         ::setenv(kau::kCaFileVariable, line.caFile->c_str(), 1);
     if (line.publicKey)
-        ::setenv("KORAUTOUPDATE_PUBLIC_KEY", line.publicKey->c_str(), 1);
+        ::setenv(kau::kPublicKeyVariable, line.publicKey->c_str(), 1);
 }
 
 // check and update write into the install directory; a path whose directory

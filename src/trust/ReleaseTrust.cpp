@@ -32,7 +32,7 @@ ReleaseTrust::ReleaseTrust(std::string productKey, std::string publicKey)
 
 std::string ReleaseTrust::ConfiguredPublicKey()
 {
-    if (const char* key = std::getenv("KORAUTOUPDATE_PUBLIC_KEY"))
+    if (const char* key = std::getenv(kPublicKeyVariable))
         return key;
     return KAU_PUBLIC_KEY;
 }

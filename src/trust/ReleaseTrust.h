@@ -20,6 +20,9 @@ namespace kau {
 
 class CFtpFileClient;
 
+// The environment variable that names the vendor's public key at run time.
+inline constexpr char kPublicKeyVariable[] = "KORAUTOUPDATE_PUBLIC_KEY";
+
 // Name of the remembered sequence number in the product's settings.
 inline constexpr const char* kAcceptedSequence = "ReleaseSequence";
 
