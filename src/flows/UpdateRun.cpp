@@ -13,14 +13,13 @@
 #include "catalogue/RevisionList.h"
 #include "catalogue/StagedFiles.h"
 #include "platform/FileCopy.h"
+#include "platform/LocalFailure.h"
 #include "platform/LogCategories.h"
 #include "platform/PartFile.h"
 #include "server/CFtpFileClient.h"
 #include "trust/ReleaseTrust.h"
 
-#include <cctype>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <optional>
@@ -74,15 +73,6 @@ std::string withCause(const std::string& what, const CFtpFileClient& client)
 {
     const std::string cause = client.FailureReason();
     return cause.empty() ? what : what + ": " + cause;
-}
-
-// "path: no space left on device", as the client words a local failure.
-std::string localFailure(const std::string& path, int error)
-{
-    std::string text = std::strerror(error);
-    if (!text.empty())
-        text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
-    return path + ": " + text;
 }
 
 std::string directoryOf(const std::string& path)
@@ -202,7 +192,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
             result.restoreDirectory = BeginRestoreDirectory(installDir, stamp);
             if (result.restoreDirectory.empty()) {
                 // Without the way back no file may be replaced.
-                result.reason = "no restore directory: " + localFailure(installDir + "/" + stamp, errno);
+                result.reason = "no restore directory: " + LocalFailureText(installDir + "/" + stamp, errno);
                 return;
             }
 
@@ -307,7 +297,7 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 } else {
                     const std::string why = notKept == 0 ? withCause(name + " did not arrive", client)
                         : name + " was not replaced, its old copy could not be kept: "
-                              + localFailure(LocalPath(result.restoreDirectory, name), notKept);
+                              + LocalFailureText(LocalPath(result.restoreDirectory, name), notKept);
                     qCWarning(lcRun, "%s; the installed file stays", why.c_str());
                     m_run.log.ReplaceLastLine(" fail!    " + name);
                     if (result.failedFiles++ == 0)

@@ -1,12 +1,12 @@
 #include "server/CFtpFileClient.h"
 
 #include "platform/Box.h"
+#include "platform/LocalFailure.h"
 #include "platform/LogCategories.h"
 #include "platform/PartFile.h"
 #include "platform/ServerAccount.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -396,10 +396,7 @@ std::string CFtpFileClient::lastError(int code) const
 
 void CFtpFileClient::noteLocalFailure(const std::string& path, int error)
 {
-    std::string text = std::strerror(error);
-    if (!text.empty())
-        text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
-    m_strLocalFailure = path + ": " + text;
+    m_strLocalFailure = LocalFailureText(path, error);
 }
 
 std::string CFtpFileClient::FailureReason() const
