@@ -121,22 +121,20 @@ bool UpdateCheck::SweepStagedFiles(const std::string& directory)
                lock.error().empty() ? "a run holds the installation" : lock.error().c_str());
         return true;
     }
+    // Downloads that a killed run left unfinished.
+    PartFile::RemoveLeftovers(directory);
     std::error_code ec;
     for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
          it.increment(ec)) {
         const std::string name = it->path().filename().string();
-        // Put aside by an update run, or a download that a killed run left unfinished.
-        if (name.rfind(kStagedPrefix, 0) != 0 && !PartFile::IsPartFileName(name))
-            continue;
         std::error_code removeError;
-        if (it->is_directory(removeError))
+        if (name.rfind(kStagedPrefix, 0) != 0 || it->is_directory(removeError))
             continue;
-        // A file that a killed run left only under its staged name goes back;
-        // every other staged file is an old copy no longer needed.
-        if (name.rfind(kStagedPrefix, 0) == 0
-            && UnstageFile(directory + "/" + name.substr(std::string_view(kStagedPrefix).size())))
-            continue;
-        std::filesystem::remove(it->path(), removeError);
+        // Put aside by an update run: a file that a killed run left only under
+        // its staged name goes back; every other one is an old copy no longer
+        // needed.
+        if (!UnstageFile(directory + "/" + name.substr(std::string_view(kStagedPrefix).size())))
+            std::filesystem::remove(it->path(), removeError);
     }
     return true;
 }
