@@ -68,6 +68,25 @@ bool UnstageFile(const std::string& path)
     return there.st_dev == put.st_dev && there.st_ino == put.st_ino && ::unlink(staged.c_str()) == 0;
 }
 
+bool ReplaceStaged(const std::string& path, const PlacingCheck& ready,
+                   const std::function<bool(const PlacingCheck& beforePlacing)>& write)
+{
+    UnstageFile(path);
+    bool placing = false;
+    const bool placed = write([&] {
+        if (ready && !ready())
+            return false;
+        placing = true;
+        StageFile(path);
+        return true;
+    });
+    if (placed)
+        DeleteStagedFile(path);
+    else if (placing)
+        UnstageFile(path); // the rename into place failed
+    return placed;
+}
+
 bool DeleteStagedFile(const std::string& path)
 {
     ::unlink(StagedName(path).c_str());

@@ -1,5 +1,6 @@
 #pragma once
 // Staged files ("upd_" in front of the bare file name) and local paths.
+#include <functional>
 #include <string>
 
 namespace kau {
@@ -24,6 +25,19 @@ bool StageFile(const std::string& path);
 // there was nothing staged, another file stands under the name, or the
 // rename failed.
 bool UnstageFile(const std::string& path);
+
+// Asked by a writer once the new file is complete, just before it renames
+// it over the old one: true to go on.
+using PlacingCheck = std::function<bool()>;
+
+// Replaces the file at path through write, which makes the new file beside
+// it and asks the check it is given just before renaming it into place.
+// There, ready (if given) may still refuse; then the old file is staged, so
+// that it is never without a name. After a good rename the staged file is
+// deleted, after a failed one it goes back. A file that a killed run left
+// only under its staged name is put back first. Returns what write returned.
+bool ReplaceStaged(const std::string& path, const PlacingCheck& ready,
+                   const std::function<bool(const PlacingCheck& beforePlacing)>& write);
 
 // Deletes the staged file of path, if any. True unless something threw.
 bool DeleteStagedFile(const std::string& path);

@@ -81,18 +81,9 @@ RestoreRun::Result RestoreRun::run(const std::string& revision, const std::strin
             // failed or broken-off copy leaves the installed file where it was.
             bool copied = false;
             if (!isDirectory(target) && StaysInside(installDir, source)) {
-                // A run killed while placing the file may have left it only under its staged name.
-                UnstageFile(target);
-                bool placing = false;
-                copied = CopyFileOver(installDir + "/" + source, target, m_run.stop, [&] {
-                    placing = true;
-                    StageFile(target);
-                    return true;
+                copied = ReplaceStaged(target, {}, [&](const PlacingCheck& beforePlacing) {
+                    return CopyFileOver(installDir + "/" + source, target, m_run.stop, beforePlacing);
                 });
-                if (copied)
-                    DeleteStagedFile(target);
-                else if (placing)
-                    UnstageFile(target); // the rename into place failed
             }
             if (stopped())
                 return result;

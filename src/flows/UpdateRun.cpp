@@ -257,37 +257,34 @@ UpdateRun::Result UpdateRun::run(const std::string& productKey, const std::strin
                 CreateParentDirectory(installed);
                 sweepDirectoryOf(installed);
                 sweepDirectoryOf(LocalPath(result.restoreDirectory, name));
-                // A run killed while placing the file may have left it only under its staged name.
-                UnstageFile(installed);
-                const std::optional<std::filesystem::perms> mode = permissionsOf(installed);
                 // The file arrives under a hidden name first. Only once it is
                 // complete, and the run still goes on, is the old copy kept,
                 // the installed file put aside and the new one renamed into
                 // place, in one step that no stop request cuts: a run stopped
                 // before it leaves the installed file where it was. A file
                 // whose old copy can't be kept is not replaced.
-                bool placing = false;
+                std::optional<std::filesystem::perms> mode;
                 int notKept = 0;
-                const bool arrived = client.DownloadFile(name, installDir, [&] {
+                const auto keepOldCopy = [&] {
                     if (stopped())
                         return false;
                     if (!KeepOldCopy(installDir, result.restoreDirectory, name)) {
                         notKept = errno != 0 ? errno : EIO;
                         return false;
                     }
-                    placing = true;
-                    StageFile(installed);
+                    mode = permissionsOf(installed);
                     return true;
-                }, trust.CheckOf(name).get());
+                };
+                const auto fetch = [&](const PlacingCheck& beforePlacing) {
+                    return client.DownloadFile(name, installDir, beforePlacing, trust.CheckOf(name).get());
+                };
+                const bool arrived = ReplaceStaged(installed, keepOldCopy, fetch);
                 if (arrived) {
                     // A file that replaces another takes its mode; a new one
                     // is runnable when it is a program.
                     keepPermissions(installed, mode ? *mode : static_cast<std::filesystem::perms>(
                                                                   NewFileMode(installed)));
                     qCInfo(lcRun, "replaced %s", installed.c_str());
-                    DeleteStagedFile(installed);
-                } else if (placing) {
-                    UnstageFile(installed); // the rename into place failed
                 }
                 if (stopped())
                     return;
